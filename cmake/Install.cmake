@@ -1,0 +1,34 @@
+# Installs the shared library, its public headers, a CMake package
+# (find_package(kv_fluids_dyn CONFIG)) and a pkg-config file.
+
+include(CMakePackageConfigHelpers)
+
+install(TARGETS kv_fluids_dyn EXPORT kv_fluids_dyn-targets
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
+  INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/lib/
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
+  FILES_MATCHING PATTERN "*.h")
+
+set(KV_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/kv_fluids_dyn)
+install(EXPORT kv_fluids_dyn-targets
+  NAMESPACE kv_fluids_dyn::
+  DESTINATION ${KV_CMAKE_DIR})
+
+configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/kv_fluids_dyn-config.cmake.in
+  ${PROJECT_BINARY_DIR}/kv_fluids_dyn-config.cmake
+  INSTALL_DESTINATION ${KV_CMAKE_DIR})
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/kv_fluids_dyn-config-version.cmake
+  COMPATIBILITY SameMajorVersion)
+install(FILES
+  ${PROJECT_BINARY_DIR}/kv_fluids_dyn-config.cmake
+  ${PROJECT_BINARY_DIR}/kv_fluids_dyn-config-version.cmake
+  DESTINATION ${KV_CMAKE_DIR})
+
+configure_file(${PROJECT_SOURCE_DIR}/cmake/kv_fluids_dyn.pc.in
+  ${PROJECT_BINARY_DIR}/kv_fluids_dyn.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/kv_fluids_dyn.pc
+  DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
