@@ -72,8 +72,21 @@ public:
     // Capacity after growing a full array of `count` elements.
     static uint32_t grownCapacity(uint32_t count) { return count + count / 8 + 4; }
 
+    // Grows the storage to at least `capacity` elements.
     void reserve(uint32_t capacity) {
-        if (capacity <= capacity_) return;
+        if (capacity > capacity_) setCapacity(capacity);
+    }
+
+    // Sets the storage to exactly `capacity` elements (never below the count).
+    void setCapacity(uint32_t capacity) {
+        if (capacity < count_) capacity = count_;
+        if (capacity == capacity_) return;
+        if (capacity == 0) {
+            ::operator delete(data_, std::align_val_t(alignof(T)));
+            data_ = nullptr;
+            capacity_ = 0;
+            return;
+        }
         T* fresh = static_cast<T*>(::operator new(sizeof(T) * capacity, std::align_val_t(alignof(T))));
         for (uint32_t i = 0; i < count_; ++i) {
             new (fresh + i) T(std::move(data_[i]));
@@ -104,6 +117,7 @@ public:
         }
         ++count_;
     }
+    void shrinkToFit() { setCapacity(count_); }
     void pop_back() { data_[--count_].~T(); }
 
     // Sets the count; new elements are value-initialised. Grows to exactly
