@@ -1,0 +1,101 @@
+#include <gtest/gtest.h>
+
+#include "kv_geometry/ScalarField3.h"
+
+namespace kelvar {
+namespace {
+
+using Field = ScalarField3<float>;
+
+// A field whose value is a linear function of position, which trilinear
+// interpolation and central differences reproduce.
+Field linearField(const Tuple3<unsigned>& res, const Vector3<float>& spacing, const Vector3<float>& offset) {
+    Field f(res, spacing);
+    f.moveBox(offset);
+    for (unsigned i = 0; i < res.first; ++i)
+        for (unsigned j = 0; j < res.second; ++j)
+            for (unsigned k = 0; k < res.third; ++k) {
+                const Vector3<float> p = f.voxelPosition(i, j, k);
+                f.at(i, j, k) = 2.0f * p.x - 3.0f * p.y + 0.5f * p.z + 1.0f;
+            }
+    return f;
+}
+
+TEST(ScalarField3, GeometryIsCentredAndKeepsCentreOnResize) {
+    Field f({5, 3, 2}, {1.0f, 2.0f, 0.5f});
+    EXPECT_EQ(f.getBox().min, Vector3<float>(-2.0f, -2.0f, -0.25f));
+    EXPECT_EQ(f.getBox().max, Vector3<float>(2.0f, 2.0f, 0.25f));
+    EXPECT_EQ(f.voxelCount(), 30u);
+    EXPECT_EQ(f.index(1, 2, 1), 1u * 6 + 2 * 2 + 1);
+
+    f.moveBox({10.0f, 0.0f, 0.0f});
+    f.setResolution({9, 3, 2});
+    EXPECT_EQ(f.getBox().min.x, 6.0f);
+    EXPECT_EQ(f.getBox().max.x, 14.0f);
+    f.setSpacing({0.5f, 2.0f, 0.5f});
+    EXPECT_EQ(f.getBox().min.x, 8.0f);
+    EXPECT_EQ(f.getBox().max.x, 12.0f);
+
+    f.setBox(Box3<float>({0, 0, 0}, {16, 4, 1}));
+    EXPECT_EQ(f.getSpacing(), Vector3<float>(2.0f, 2.0f, 1.0f));
+}
+
+TEST(ScalarField3, StorageOnlyGrowsAndClearZeroes) {
+    Field f({4, 4, 4}, {1, 1, 1});
+    f.at(3, 3, 3) = 7.0f;
+    const float* storage = f.getValues().data();
+    ASSERT_TRUE(f.setResolution({2, 2, 2}));
+    EXPECT_EQ(f.getValues().size(), 8u);
+    EXPECT_EQ(f.getValues().capacity(), 64u);
+    ASSERT_TRUE(f.setResolution({4, 4, 4}));
+    EXPECT_EQ(f.getValues().data(), storage);
+    f.clear();
+    for (float v : f.getValues()) EXPECT_EQ(v, 0.0f);
+    EXPECT_FALSE(f.setResolution({65536, 65536, 2}));
+    EXPECT_EQ(f.getResolution(), (Tuple3<unsigned>{4, 4, 4}));
+}
+
+TEST(ScalarField3, SampleReproducesVoxelsAndInterpolatesLinearly) {
+    const Field f = linearField({7, 6, 5}, {0.1f, 0.3f, 0.7f}, {3.3f, -1.7f, 0.9f});
+    for (unsigned i = 0; i < 7; ++i)
+        for (unsigned j = 0; j < 6; ++j)
+            for (unsigned k = 0; k < 5; ++k) {
+                float v = -1.0f;
+                ASSERT_TRUE(f.sample(f.voxelPosition(i, j, k), v));
+                EXPECT_EQ(v, f.at(i, j, k)) << i << " " << j << " " << k;
+            }
+    const Vector3<float> p = f.getBox().min + Vector3<float>(0.234f, 0.77f, 1.9f);
+    float v = 0.0f;
+    ASSERT_TRUE(f.sample(p, v));
+    EXPECT_NEAR(v, 2.0f * p.x - 3.0f * p.y + 0.5f * p.z + 1.0f, 1e-4f);
+}
+
+TEST(ScalarField3, SampleOutsideOrNanFailsAndLeavesValue) {
+    const Field f = linearField({4, 4, 4}, {1, 1, 1}, {0, 0, 0});
+    float v = 42.0f;
+    EXPECT_FALSE(f.sample({1.6f, 0.0f, 0.0f}, v));
+    EXPECT_FALSE(f.sample({0.0f, -1.51f, 0.0f}, v));
+    EXPECT_FALSE(f.sample({std::nanf(""), 0.0f, 0.0f}, v));
+    EXPECT_EQ(v, 42.0f);
+    EXPECT_FALSE(Field().sample({0, 0, 0}, v));
+    EXPECT_TRUE(f.sample(f.getBox().max, v));
+}
+
+TEST(ScalarField3, GradientOfLinearFieldIsExactInsideAndOneSidedAtFaces) {
+    const Field f = linearField({9, 9, 9}, {0.5f, 0.25f, 1.0f}, {1.0f, 2.0f, 3.0f});
+    for (const Vector3<float>& p : {f.getBox().center(), f.getBox().min, f.getBox().max,
+                                    f.getBox().min + Vector3<float>(0.3f, 0.1f, 0.2f)}) {
+        const Vector3<float> g = f.gradient(p, {2, 2, 2});
+        EXPECT_NEAR(g.x, 2.0f, 1e-3f);
+        EXPECT_NEAR(g.y, -3.0f, 1e-3f);
+        EXPECT_NEAR(g.z, 0.5f, 1e-3f);
+    }
+    const Vector3<float> g = f.gradient(f.getBox().center(), {1, 0, 3});
+    EXPECT_NEAR(g.x, 2.0f, 1e-3f);
+    EXPECT_EQ(g.y, 0.0f);
+    EXPECT_NEAR(g.z, 0.5f, 1e-3f);
+    EXPECT_EQ(Field().gradient({0, 0, 0}, {2, 2, 2}), Vector3<float>());
+}
+
+}  // namespace
+}  // namespace kelvar
