@@ -1,0 +1,143 @@
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <memory>
+#include <vector>
+
+#include "kv_fileio/FileIO.h"
+
+namespace kelvar {
+namespace {
+
+using Bytes = std::vector<unsigned char>;
+
+// An anonymous temporary file, closed when the test ends.
+class TempFile {
+public:
+    TempFile() : file_(std::tmpfile(), &std::fclose) {}
+    std::FILE* get() const { return file_.get(); }
+
+    Bytes contents() const {
+        std::rewind(get());
+        Bytes bytes;
+        for (int c; (c = std::fgetc(get())) != EOF;) bytes.push_back(static_cast<unsigned char>(c));
+        std::rewind(get());
+        return bytes;
+    }
+    void setContents(const Bytes& bytes) const {
+        std::fwrite(bytes.data(), 1, bytes.size(), get());
+        std::rewind(get());
+    }
+
+private:
+    std::unique_ptr<std::FILE, int (*)(std::FILE*)> file_;
+};
+
+TEST(FileIO, TypedWritesAreLittleEndian) {
+    const unsigned short us[2] = {0x1234, 0xABCD};
+    const unsigned int ui = 0x12345678u;
+    const float f = 1.0f;
+    const double d = -2.0;
+    const unsigned char uc = 0x9C;
+    TempFile tmp;
+    ASSERT_NE(tmp.get(), nullptr);
+    EXPECT_EQ(WriteUShort(us, 2, tmp.get()), 2u);
+    EXPECT_EQ(WriteUInt(&ui, 1, tmp.get()), 1u);
+    EXPECT_EQ(WriteFloat(&f, 1, tmp.get()), 1u);
+    EXPECT_EQ(WriteDouble(&d, 1, tmp.get()), 1u);
+    EXPECT_EQ(WriteUChar(&uc, 1, tmp.get()), 1u);
+    const Bytes expected = {0x34, 0x12, 0xCD, 0xAB,                           // two unsigned shorts
+                            0x78, 0x56, 0x34, 0x12,                           // unsigned int
+                            0x00, 0x00, 0x80, 0x3F,                           // 1.0f
+                            0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0xC0,   // -2.0
+                            0x9C};
+    EXPECT_EQ(tmp.contents(), expected);
+}
+
+TEST(FileIO, TypedReadsDecodeLittleEndian) {
+    TempFile tmp;
+    tmp.setContents({0x34, 0x12, 0x78, 0x56, 0x34, 0x12, 0x00, 0x00, 0xC0, 0x3F, 0, 0, 0, 0, 0, 0, 0xF8, 0x3F});
+    unsigned short us = 0;
+    unsigned int ui = 0;
+    float f = 0;
+    double d = 0;
+    EXPECT_EQ(ReadUShort(&us, 1, tmp.get()), 1u);
+    EXPECT_EQ(ReadUInt(&ui, 1, tmp.get()), 1u);
+    EXPECT_EQ(ReadFloat(&f, 1, tmp.get()), 1u);
+    EXPECT_EQ(ReadDouble(&d, 1, tmp.get()), 1u);
+    EXPECT_EQ(us, 0x1234);
+    EXPECT_EQ(ui, 0x12345678u);
+    EXPECT_EQ(f, 1.5f);
+    EXPECT_EQ(d, 1.5);
+}
+
+TEST(FileIO, BoolIsOneByteAndAnyNonZeroByteReadsTrue) {
+    TempFile tmp;
+    const bool written[3] = {true, false, true};
+    EXPECT_EQ(WriteBool(written, 3, tmp.get()), 3u);
+    EXPECT_EQ(tmp.contents(), (Bytes{1, 0, 1}));
+
+    TempFile other;
+    other.setContents({0x00, 0x02, 0xFF});
+    bool read[3] = {true, false, false};
+    EXPECT_EQ(ReadBool(read, 3, other.get()), 3u);
+    EXPECT_FALSE(read[0]);
+    EXPECT_TRUE(read[1]);
+    EXPECT_TRUE(read[2]);
+}
+
+TEST(FileIO, LongArraysRoundTripBitForBit) {
+    // Longer than one conversion chunk, with values whose bytes all differ.
+    std::vector<float> floats(1000);
+    std::vector<unsigned int> ints(1000);
+    for (unsigned i = 0; i < floats.size(); ++i) {
+        floats[i] = static_cast<float>(i) * -0.37f + 1e-30f;
+        ints[i] = i * 2654435761u;
+    }
+    TempFile tmp;
+    EXPECT_EQ(WriteFloat(floats.data(), floats.size(), tmp.get()), floats.size());
+    EXPECT_EQ(WriteUInt(ints.data(), ints.size(), tmp.get()), ints.size());
+    EXPECT_EQ(tmp.contents().size(), 8000u);
+    std::vector<float> floatsBack(1000);
+    std::vector<unsigned int> intsBack(1000);
+    EXPECT_EQ(ReadFloat(floatsBack.data(), 1000, tmp.get()), 1000u);
+    EXPECT_EQ(ReadUInt(intsBack.data(), 1000, tmp.get()), 1000u);
+    EXPECT_EQ(floatsBack, floats);
+    EXPECT_EQ(intsBack, ints);
+}
+
+TEST(FileIO, ShortReadCountsWholeValuesAndLeavesTheRest) {
+    TempFile tmp;
+    tmp.setContents({1, 0, 0, 0, 2, 0});
+    unsigned int values[3] = {7, 7, 7};
+    EXPECT_EQ(ReadUInt(values, 3, tmp.get()), 1u);
+    EXPECT_EQ(values[0], 1u);
+    EXPECT_EQ(values[1], 7u);
+    EXPECT_EQ(values[2], 7u);
+}
+
+TEST(FileIO, NullArgumentsTransferNothing) {
+    unsigned int value = 5;
+    EXPECT_EQ(WriteUInt(&value, 1, nullptr), 0u);
+    EXPECT_EQ(ReadUInt(&value, 1, nullptr), 0u);
+    EXPECT_EQ(value, 5u);
+    TempFile tmp;
+    EXPECT_EQ(WriteUInt(nullptr, 1, tmp.get()), 0u);
+    EXPECT_EQ(WriteBuffer(nullptr, 1, 4, tmp.get()), 0u);
+    EXPECT_EQ(WriteBuffer(&value, 0, 4, tmp.get()), 0u);
+    EXPECT_EQ(ReadBuffer(&value, 4, 1, nullptr), 0u);
+    EXPECT_TRUE(tmp.contents().empty());
+}
+
+TEST(FileIO, BufferMovesBytesAsTheyAre) {
+    const unsigned char raw[6] = {9, 8, 7, 6, 5, 4};
+    TempFile tmp;
+    EXPECT_EQ(WriteBuffer(raw, 2, 3, tmp.get()), 3u);
+    EXPECT_EQ(tmp.contents(), (Bytes{9, 8, 7, 6, 5, 4}));
+    unsigned char back[8] = {};
+    EXPECT_EQ(ReadBuffer(back, 4, 2, tmp.get()), 1u);  // 6 bytes hold one whole 4-byte element
+    EXPECT_EQ(back[3], 6);
+}
+
+}  // namespace
+}  // namespace kelvar
