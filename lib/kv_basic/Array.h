@@ -129,7 +129,13 @@ public:
         count_ = count;
     }
     void resize(uint32_t count, const T& value) {
-        if (count > capacity_) reserve(count);
+        if (count > capacity_) {
+            const T fill(value);  // value may live inside this array
+            reserve(count);
+            for (uint32_t i = count_; i < count; ++i) new (data_ + i) T(fill);
+            count_ = count;
+            return;
+        }
         for (uint32_t i = count_; i < count; ++i) new (data_ + i) T(value);
         for (uint32_t i = count; i < count_; ++i) data_[i].~T();
         count_ = count;

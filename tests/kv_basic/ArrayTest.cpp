@@ -1,0 +1,113 @@
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "kv_basic/Array.h"
+#include "kv_basic/ArrayOfPtr.h"
+
+namespace kelvar {
+namespace {
+
+// An element that counts its live instances and owns heap memory, so that
+// missed destructions, double destructions and shallow copies show up.
+struct Tracked {
+    static inline int live = 0;
+    std::string text;
+    Tracked() : text("default") { ++live; }
+    explicit Tracked(std::string t) : text(std::move(t)) { ++live; }
+    Tracked(const Tracked& o) : text(o.text) { ++live; }
+    Tracked(Tracked&& o) noexcept : text(std::move(o.text)) { ++live; }
+    Tracked& operator=(const Tracked&) = default;
+    Tracked& operator=(Tracked&&) noexcept = default;
+    ~Tracked() { --live; }
+};
+
+TEST(Array, GrowsToCountPlusAnEighthPlusFour) {
+    Array<int> a;
+    uint32_t expected = 0;
+    for (int i = 0; i < 200; ++i) {
+        if (a.size() == expected) expected = a.size() + a.size() / 8 + 4;
+        a.push_back(i);
+        ASSERT_EQ(a.capacity(), expected) << "after " << i + 1 << " appends";
+    }
+    // The first steps spelled out: 4, 8, 13, 18, 24.
+    Array<int> b;
+    std::vector<uint32_t> capacities;
+    for (int i = 0; i < 20; ++i) {
+        b.push_back(i);
+        if (capacities.empty() || capacities.back() != b.capacity()) capacities.push_back(b.capacity());
+    }
+    EXPECT_EQ(capacities, (std::vector<uint32_t>{4, 8, 13, 18, 24}));
+    for (int i = 0; i < 20; ++i) EXPECT_EQ(b[i], i);
+}
+
+TEST(Array, CapacityControl) {
+    Array<int> a;
+    a.resize(10);
+    EXPECT_EQ(a.capacity(), 10u);
+    for (int v : a) EXPECT_EQ(v, 0);
+    a.resize(3);
+    EXPECT_EQ(a.capacity(), 10u);  // never shrinks on its own
+    a.reserve(5);
+    EXPECT_EQ(a.capacity(), 10u);
+    a.setCapacity(1);  // clamped to the count
+    EXPECT_EQ(a.capacity(), 3u);
+    a.clear();
+    a.shrinkToFit();
+    EXPECT_EQ(a.capacity(), 0u);
+    EXPECT_EQ(a.data(), nullptr);
+}
+
+TEST(Array, NonTrivialElementsAreConstructedAndDestroyedExactlyOnce) {
+    Tracked::live = 0;
+    {
+        Array<Tracked> a;
+        for (int i = 0; i < 50; ++i) a.push_back(Tracked(std::to_string(i)));
+        EXPECT_EQ(Tracked::live, 50);
+        a.removeSwapLast(0);
+        EXPECT_EQ(a[0].text, "49");
+        a.pop_back();
+        EXPECT_EQ(Tracked::live, 48);
+        a.resize(60);
+        EXPECT_EQ(a[59].text, "default");
+        a.resize(10, Tracked("fill"));
+        EXPECT_EQ(Tracked::live, 10);
+
+        Array<Tracked> copy = a;
+        copy[1].text = "changed";
+        EXPECT_EQ(a[1].text, "1");
+        EXPECT_EQ(Tracked::live, 20);
+        Array<Tracked> moved = std::move(copy);
+        EXPECT_EQ(moved[1].text, "changed");
+        EXPECT_EQ(Tracked::live, 20);
+        a.shrinkToFit();
+        EXPECT_EQ(a[9].text, "9");
+    }
+    EXPECT_EQ(Tracked::live, 0);
+}
+
+TEST(Array, AppendingOwnElementWhenFullIsSafe) {
+    Array<std::string> a{"alpha", "beta", "gamma", "delta"};
+    ASSERT_EQ(a.size(), a.capacity());
+    a.push_back(a[0]);
+    EXPECT_EQ(a[4], "alpha");
+    a.shrinkToFit();
+    a.resize(8, a[1]);
+    EXPECT_EQ(a[7], "beta");
+}
+
+TEST(ArrayOfPtr, DoesNotOwnItsPointees) {
+    Tracked::live = 0;
+    Tracked owner[3];
+    {
+        ArrayOfPtr<Tracked> pointers;
+        for (Tracked& t : owner) pointers.push_back(&t);
+        pointers.removeSwapLast(0);
+        EXPECT_EQ(pointers[0], &owner[2]);
+    }
+    EXPECT_EQ(Tracked::live, 3);
+}
+
+}  // namespace
+}  // namespace kelvar
