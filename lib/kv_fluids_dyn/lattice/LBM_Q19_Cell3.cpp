@@ -1,0 +1,298 @@
+#include "kv_fluids_dyn/lattice/LBM_Q19_Cell3.h"
+
+#include <array>
+#include <cmath>
+#include <utility>
+
+#include "kv_fluids_dyn/lattice/LBM_Q19_Cell3MirrorIndices.h"
+#include "kv_fluids_dyn/lattice/LBM_Q19_Cell3OppositeIndices.h"
+#include "kv_fluids_dyn/lattice/LBM_Q19_Cell3Shifter.h"
+#include "kv_fluids_dyn/lattice/LBM_Q19_Cell3StreamFreeSlipTable.h"
+#include "kv_fluids_dyn/lattice/LBM_Q19_Cell3StreamIndices.h"
+#include "kv_fluids_dyn/lattice/LBM_Q19_Cell3Weights.h"
+
+namespace kelvar::fluid {
+
+namespace {
+
+using q19::kDirectionCount;
+using q19::kOpposite;
+using q19::kVelocity;
+using q19::kWeight;
+
+// Coefficients of the incompressible equilibrium.
+constexpr float kFeqSquare = 1.5f;
+constexpr float kFeqLinear = 3.0f;
+constexpr float kFeqQuadratic = 4.5f;
+
+// Regularised collision: 1/3 as the nearest float, and 1 / (2 (1/3)^2)
+// evaluated in single precision (bits 0x408FFFFF), used in the equilibrium
+// instead of 4.5.
+constexpr float kOneThird = 0.33333334f;
+constexpr float kRegularisedQuadratic = 4.4999995f;
+
+// Smagorinsky model with Cs^2 = 0.0009: 18 Cs^2 scales the stress norm and
+// 1 / (6 Cs^2) the strain.
+constexpr float kSmagorinskyCs2 = 0.0009f;
+constexpr float kSmagorinskyStressScale = 0.0162f;
+constexpr float kSmagorinskyStrainScale = 185.18518f;
+
+// Relaxation time tau = 3 nu + 1/2.
+constexpr float kViscosityToTau = 3.0f;
+constexpr float kTauOffset = 0.5f;
+
+constexpr unsigned int kDim = 3;
+constexpr unsigned int kTensorSize = kDim * kDim;
+using Tensor = std::array<float, kTensorSize>;
+
+// Q_i = c_i c_i^T - (1/3) I for every direction, row-major.
+constexpr std::array<Tensor, kDirectionCount> makeQ() {
+    std::array<Tensor, kDirectionCount> q{};
+    for (unsigned int i = 0; i < kDirectionCount; ++i)
+        for (unsigned int a = 0; a < kDim; ++a)
+            for (unsigned int b = 0; b < kDim; ++b) {
+                const float outer = float(q19::kDirection[i][a] * q19::kDirection[i][b]);
+                q[i][a * kDim + b] = a == b ? outer - kOneThird : outer;
+            }
+    return q;
+}
+constexpr std::array<Tensor, kDirectionCount> kQ = makeQ();
+
+// A : B, the nine products of corresponding entries summed in row-major order.
+inline float contract(const Tensor& a, const Tensor& b) {
+    float sum = 0.0f;
+    for (unsigned int k = 0; k < kTensorSize; ++k) sum += a[k] * b[k];
+    return sum;
+}
+
+}  // namespace
+
+template <class T>
+LBM_Q19_Cell3<T>::LBM_Q19_Cell3() {}
+
+template <class T>
+LBM_Q19_Cell3<T>::~LBM_Q19_Cell3() = default;
+
+template <class T>
+void LBM_Q19_Cell3<T>::initialize() {
+    LBM_FluidCell3<T>::initialize();
+    for (unsigned int i = 0; i < kDirectionCount; ++i) {
+        pdfs[i] = kWeight[i];
+        this->density += kWeight[i];
+    }
+}
+
+template <class T>
+void LBM_Q19_Cell3<T>::collision(const T& nu) {
+    collisionRLBSmag(nu);
+}
+
+template <class T>
+const T& LBM_Q19_Cell3<T>::getPdfAt(const unsigned int& i) const {
+    return pdfs[i];
+}
+
+template <class T>
+T LBM_Q19_Cell3<T>::calcFeq(const unsigned int& i) const {
+    return calcFeq(i, T(1), this->velocity);
+}
+
+template <class T>
+void LBM_Q19_Cell3<T>::setPdfAt(const unsigned int& i, T value) {
+    pdfs[i] = value;
+}
+
+template <class T>
+const LBM_Cell3Shifter& LBM_Q19_Cell3<T>::getShifter() const {
+    return *LBM_Q19_Cell3Shifter::instance();
+}
+
+template <class T>
+const LBM_Cell3Weights<T>& LBM_Q19_Cell3<T>::getWeights() const {
+    return *LBM_Q19_Cell3Weights<T>::shared();
+}
+
+template <class T>
+const LBM_Cell3StreamIndices& LBM_Q19_Cell3<T>::getStreamIndices() const {
+    return *LBM_Q19_Cell3StreamIndices::instance();
+}
+
+template <class T>
+const LBM_Cell3OppositeIndices& LBM_Q19_Cell3<T>::getOppositeIndices() const {
+    return *LBM_Q19_Cell3OppositeIndices::instance();
+}
+
+template <class T>
+const LBM_Cell3StreamFreeSlipTable& LBM_Q19_Cell3<T>::getStreamFreeSlipTable() const {
+    return *LBM_Q19_Cell3StreamFreeSlipTable::instance();
+}
+
+template <class T>
+const LBM_Cell3MirrorIndices& LBM_Q19_Cell3<T>::getMirrorIndices() const {
+    return *LBM_Q19_Cell3MirrorIndices::instance();
+}
+
+template <class T>
+const Vector3<T>& LBM_Q19_Cell3<T>::getVelocity() const {
+    return this->velocity;
+}
+
+template <class T>
+void LBM_Q19_Cell3<T>::updateVelocity() {
+    this->velocity = computeVelocity();
+}
+
+template <class T>
+void LBM_Q19_Cell3<T>::updateDensity() {
+    this->density = computeDensity();
+}
+
+template <class T>
+void LBM_Q19_Cell3<T>::setInitialVelocity(const Vector3<T>& u) {
+    for (unsigned int i = 0; i < kDirectionCount; ++i) pdfs[i] = calcFeq(i, this->density, u);
+    this->velocity = u;
+}
+
+template <class T>
+void LBM_Q19_Cell3<T>::addVelocity(const Vector3<T>& du) {
+    const Vector3<T> u = this->velocity + du;
+    for (unsigned int i = 0; i < kDirectionCount; ++i) pdfs[i] = calcFeq(i, this->density, u);
+    this->velocity = u;
+}
+
+template <class T>
+Vector3<T> LBM_Q19_Cell3<T>::computeVelocity() const {
+    return velocityOf(pdfs);
+}
+
+template <class T>
+Vector3<T> LBM_Q19_Cell3<T>::computeVelocity(const std::vector<T>& values) const {
+    return velocityOf(values.data());
+}
+
+template <class T>
+const T& LBM_Q19_Cell3<T>::computeDensity() {
+    T rho = T(0);
+    for (unsigned int i = 0; i < kDirectionCount; ++i) rho += pdfs[i];
+    this->density = rho;
+    return this->density;
+}
+
+template <class T>
+T LBM_Q19_Cell3<T>::calcFeq(const unsigned int& i, const T& rho, const Vector3<T>& u) const {
+    const T uu = u.dot(u);
+    const T cu = kVelocity[i].dot(u);
+    return kWeight[i] * (((rho - kFeqSquare * uu) + kFeqLinear * cu) + kFeqQuadratic * cu * cu);
+}
+
+template <class T>
+T LBM_Q19_Cell3<T>::calcFeqUseRho(const unsigned int& i) const {
+    return calcFeq(i, this->density, this->velocity);
+}
+
+template <class T>
+void LBM_Q19_Cell3<T>::copyPdfs(const LBM_FluidCell3<T>& other) {
+    for (unsigned int i = 0; i < kDirectionCount; ++i) pdfs[i] = other.getPdfAt(i);
+    this->density = other.getDensity();
+}
+
+template <class T>
+void LBM_Q19_Cell3<T>::collisionBGK(const T& nu) {
+    // omega = 1 / tau with tau = 3 nu + 1/2.
+    const T omega = T(2) / (T(6) * nu + T(1));
+
+    // Moments of the swapped slots: direction i is held in slot opp(i).
+    T rho = T(0);
+    Vector3<T> j;
+    for (unsigned int i = 0; i < kDirectionCount; ++i) {
+        const T f = pdfs[kOpposite[i]];
+        rho += f;
+        j += kVelocity[i] * f;
+    }
+
+    // Only a downward (gravity-like) force shifts the equilibrium momentum.
+    if (this->force.y < T(0)) j.y += this->force.y / omega;
+
+    this->velocity = j * (T(1) / rho);
+    this->density = rho;
+
+    T before[kDirectionCount];
+    for (unsigned int i = 0; i < kDirectionCount; ++i) before[i] = pdfs[i];
+
+    const T jj = j.dot(j);
+    const T keep = T(1) - omega;
+    for (unsigned int i = 0; i < kDirectionCount; ++i) {
+        const T cj = kVelocity[i].dot(j);
+        const T feq = ((rho - kFeqSquare * jj) + kFeqLinear * cj) + kFeqQuadratic * cj * cj;
+        pdfs[i] = feq * kWeight[i] * omega + keep * before[kOpposite[i]];
+    }
+}
+
+template <class T>
+void LBM_Q19_Cell3<T>::collisionRLB(const T&) {}
+
+template <class T>
+void LBM_Q19_Cell3<T>::collisionRLBSmag(const T& nu) {
+    // Undo the streaming swap: from here on slot i holds direction i.
+    for (const unsigned int s : q19::kStreamIndex) std::swap(pdfs[s], pdfs[kOpposite[s]]);
+
+    T rho = T(0);
+    Vector3<T> j;
+    for (unsigned int i = 0; i < kDirectionCount; ++i) {
+        rho += pdfs[i];
+        j += kVelocity[i] * pdfs[i];
+    }
+    const Vector3<T> u = j / rho;
+    this->density = rho;
+    this->velocity = u;
+
+    Tensor uu;
+    for (unsigned int a = 0; a < kDim; ++a)
+        for (unsigned int b = 0; b < kDim; ++b) uu[a * kDim + b] = u[a] * u[b];
+
+    // The force enters the linear term of the equilibrium only.
+    const Vector3<T> v = u + this->force;
+
+    // Compressible equilibrium, and the non-equilibrium stress Pi.
+    T feq[kDirectionCount];
+    Tensor pi{};
+    for (unsigned int i = 0; i < kDirectionCount; ++i) {
+        const T bracket = (kVelocity[i].dot(v) * kFeqLinear + T(1)) + kRegularisedQuadratic * contract(kQ[i], uu);
+        feq[i] = kWeight[i] * rho * bracket;
+        const T fneq = pdfs[i] - feq[i];
+        for (unsigned int k = 0; k < kTensorSize; ++k) pi[k] += kQ[i][k] * fneq;
+    }
+
+    // Effective relaxation from the stress norm (Pi is not scaled by rho).
+    T s2 = T(0);
+    for (unsigned int a = 0; a < kDim; ++a)
+        for (unsigned int b = 0; b < kDim; ++b) s2 += pi[a * kDim + b] * pi[b * kDim + a];
+    const T normPi = std::sqrt(s2);
+    const T strain = (std::sqrt(normPi * kSmagorinskyStressScale + nu * nu) - nu) * kSmagorinskyStrainScale;
+    const T nuEff = strain * kSmagorinskyCs2 + nu;
+    const T tau = nuEff * kViscosityToTau + kTauOffset;
+    const T omega = T(1) / tau;
+
+    // Equilibrium plus the relaxed, regularised non-equilibrium part.
+    const T keep = T(1) - omega;
+    for (unsigned int i = 0; i < kDirectionCount; ++i) {
+        const T f1 = kWeight[i] * kFeqQuadratic * contract(kQ[i], pi);
+        pdfs[i] = keep * f1 + feq[i];
+    }
+}
+
+template <class T>
+Vector3<T> LBM_Q19_Cell3<T>::velocityOf(const T* values) {
+    T rho = T(0);
+    Vector3<T> j;
+    for (unsigned int i = 0; i < kDirectionCount; ++i) {
+        rho += values[i];
+        j += kVelocity[i] * values[i];
+    }
+    return j / rho;
+}
+
+// Exported through the explicit instantiation declaration in the header.
+template class LBM_Q19_Cell3<float>;
+
+}  // namespace kelvar::fluid
