@@ -28,6 +28,15 @@ install(FILES
   ${PROJECT_BINARY_DIR}/kv_fluids_dyn-config-version.cmake
   DESTINATION ${KV_CMAKE_DIR})
 
+# The pkg-config file finds its prefix relative to its own folder, so an
+# install into any prefix (cmake --install --prefix DIR) stays usable.
+if(IS_ABSOLUTE ${CMAKE_INSTALL_LIBDIR})
+  set(KV_PC_PREFIX ${CMAKE_INSTALL_PREFIX})
+else()
+  file(RELATIVE_PATH _kv_pc_up /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
+  string(REGEX REPLACE "/$" "" _kv_pc_up "${_kv_pc_up}")
+  set(KV_PC_PREFIX "\${pcfiledir}/${_kv_pc_up}")
+endif()
 configure_file(${PROJECT_SOURCE_DIR}/cmake/kv_fluids_dyn.pc.in
   ${PROJECT_BINARY_DIR}/kv_fluids_dyn.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/kv_fluids_dyn.pc
