@@ -1,0 +1,150 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <numbers>
+#include <random>
+
+#include "MeshChecks.h"
+#include "kv_geometry/IsosurfaceExtractor3.h"
+
+namespace kelvar {
+namespace {
+
+using Field = ScalarField3<float>;
+
+Field sphereField(unsigned n, float radius, const Vector3<float>& centre) {
+    Field f({n, n, n}, {1, 1, 1});
+    for (unsigned i = 0; i < n; ++i)
+        for (unsigned j = 0; j < n; ++j)
+            for (unsigned k = 0; k < n; ++k) f.at(i, j, k) = (f.voxelPosition(i, j, k) - centre).length() - radius;
+    return f;
+}
+
+unsigned long extractAllClosed(const Field& f, Mesh& mesh, float iso, unsigned option = 0,
+                               int (*abort)() = nullptr) {
+    return IsosurfaceExtractor3::extractMesh<float>(f, mesh, iso, 1, 1, 1, 1, 1, 1, option, abort);
+}
+
+// A capped block reaches half a spacing beyond the box; where two capped
+// faces meet the piecewise-linear surface may bevel the edge, so the volume
+// lies a little below the block's.
+void expectCappedVolume(const Mesh& mesh, double block) {
+    EXPECT_LE(mesh.volume(), block + 1e-3);
+    EXPECT_GE(mesh.volume(), 0.9 * block);
+}
+
+TEST(IsosurfaceExtractor3, SphereIsClosedOrientedAndHasTheRightVolume) {
+    const float radius = 25.0f;
+    const Field f = sphereField(64, radius, {0.3f, -0.2f, 0.1f});
+    Mesh mesh;
+    const unsigned long triangles = IsosurfaceExtractor3::extractMesh<float>(f, mesh, 0.0f, 0, 0, 0, 0, 0, 0, 0, nullptr);
+    EXPECT_EQ(triangles, mesh.triangleCount());
+    ASSERT_GT(triangles, 1000u);
+    const test::Topology topology = test::checkTopology(mesh);
+    EXPECT_TRUE(topology.closedAndConsistent());
+    EXPECT_EQ(topology.degenerateTriangles, 0u);
+    const double exact = 4.0 / 3.0 * std::numbers::pi * radius * radius * radius;
+    EXPECT_NEAR(mesh.volume(), exact, 0.01 * exact);  // positive: normals point outwards
+    ASSERT_TRUE(mesh.isBoxValid());
+    EXPECT_NEAR(mesh.getBox().max.x, 25.3f, 0.05f);
+}
+
+TEST(IsosurfaceExtractor3, FullFieldIsCappedHalfASpacingOutsideTheBox) {
+    Field f({10, 7, 5}, {1.0f, 1.0f, 2.0f});
+    for (float& v : f.refValues()) v = -0.5f;
+    Mesh mesh;
+    ASSERT_GT(extractAllClosed(f, mesh, 0.0f), 0u);
+    EXPECT_TRUE(test::checkTopology(mesh).closedAndConsistent());
+    expectCappedVolume(mesh, 10.0 * 7.0 * 10.0);
+    EXPECT_EQ(mesh.getBox().min, f.getBox().min - Vector3<float>(0.5f, 0.5f, 1.0f));
+    EXPECT_EQ(mesh.getBox().max, f.getBox().max + Vector3<float>(0.5f, 0.5f, 1.0f));
+
+    // Without the switches nothing is below the surface's reach: no triangles.
+    EXPECT_EQ(IsosurfaceExtractor3::extractMesh<float>(f, mesh, 0.0f, 0, 0, 0, 0, 0, 0, 0, nullptr), 0u);
+}
+
+TEST(IsosurfaceExtractor3, BlockTouchingFacesIsClosedOnlyWithTheSwitches) {
+    Field f({12, 12, 12}, {1, 1, 1});
+    for (unsigned i = 0; i < 12; ++i)
+        for (unsigned j = 0; j < 12; ++j)
+            for (unsigned k = 0; k < 12; ++k) f.at(i, j, k) = (i < 5 && j < 12 && k > 3) ? -1.0f : 1.0f;
+    Mesh mesh;
+    extractAllClosed(f, mesh, 0.0f);
+    EXPECT_TRUE(test::checkTopology(mesh).closedAndConsistent());
+    // Block over x in [-0.5, 4.5], y [-0.5, 11.5], z [3.5, 11.5] in voxel units.
+    expectCappedVolume(mesh, 5.0 * 12.0 * 8.0);
+
+    IsosurfaceExtractor3::extractMesh<float>(f, mesh, 0.0f, 0, 0, 0, 0, 0, 0, 0, nullptr);
+    EXPECT_GT(test::checkTopology(mesh).openOrNonManifoldEdges, 0u);
+    EXPECT_EQ(test::checkTopology(mesh).repeatedDirectedEdges, 0u);
+}
+
+TEST(IsosurfaceExtractor3, NoiseWithValuesOnTheIsoLevelStaysManifoldAndNonDegenerate) {
+    std::mt19937 random(7);
+    std::uniform_int_distribution<int> level(-2, 2);
+    Field f({17, 13, 11}, {0.5f, 1.0f, 0.25f});
+    for (float& v : f.refValues()) v = float(level(random));
+    for (float iso : {0.0f, 1.0f, -1.5f}) {
+        Mesh mesh;
+        ASSERT_GT(extractAllClosed(f, mesh, iso), 0u);
+        const test::Topology topology = test::checkTopology(mesh);
+        EXPECT_TRUE(topology.closedAndConsistent()) << iso;
+        EXPECT_EQ(topology.degenerateTriangles, 0u) << iso;
+        EXPECT_GT(mesh.volume(), 0.0) << iso;
+
+        Mesh again;
+        extractAllClosed(f, again, iso);
+        ASSERT_EQ(again.triangleCount(), mesh.triangleCount());
+        for (uint32_t t = 0; t < mesh.triangleCount(); ++t) ASSERT_EQ(again.getTriangles()[t], mesh.getTriangles()[t]);
+        for (uint32_t v = 0; v < mesh.vertexCount(); ++v) ASSERT_EQ(again.getVertices()[v], mesh.getVertices()[v]);
+    }
+}
+
+TEST(IsosurfaceExtractor3, NormalsOptionPointsOutwards) {
+    const Vector3<float> centre(0.1f, 0.2f, 0.3f);
+    const Field f = sphereField(24, 8.0f, centre);
+    Mesh mesh;
+    extractAllClosed(f, mesh, 0.0f, IsosurfaceExtractor3::kOptionNormals);
+    const MeshAttribute* normals = mesh.findAttribute(Mesh::kNormal);
+    ASSERT_NE(normals, nullptr);
+    ASSERT_EQ(normals->tupleCount(), mesh.vertexCount());
+    for (uint32_t v = 0; v < mesh.vertexCount(); ++v) {
+        const Vector3<float> n(normals->floats[3 * v], normals->floats[3 * v + 1], normals->floats[3 * v + 2]);
+        const Vector3<float> radial = (mesh.getVertices()[v] - centre) / 8.0f;
+        EXPECT_NEAR(n.length(), 1.0f, 1e-5f);
+        EXPECT_GT(n.dot(radial), 0.9f);
+    }
+    extractAllClosed(f, mesh, 0.0f);
+    EXPECT_EQ(mesh.findAttribute(Mesh::kNormal), nullptr);
+}
+
+int gCalls = 0;
+int abortAtThird() { return ++gCalls >= 3 ? 1 : 0; }
+int neverAbort() { ++gCalls; return 0; }
+
+TEST(IsosurfaceExtractor3, AbortCallbackIsPolledPerSlabAndClearsTheMesh) {
+    const Field f = sphereField(16, 5.0f, {0, 0, 0});
+    Mesh mesh;
+    gCalls = 0;
+    EXPECT_GT(extractAllClosed(f, mesh, 0.0f, 0, neverAbort), 0u);
+    EXPECT_GE(gCalls, 17);  // 18 padded layers, 17 slabs
+
+    gCalls = 0;
+    EXPECT_EQ(extractAllClosed(f, mesh, 0.0f, 0, abortAtThird), 0u);
+    EXPECT_EQ(mesh.vertexCount(), 0u);
+    EXPECT_EQ(mesh.triangleCount(), 0u);
+}
+
+TEST(IsosurfaceExtractor3, EmptyAndFlatFieldsGiveNothing) {
+    Mesh mesh;
+    EXPECT_EQ(extractAllClosed(Field(), mesh, 0.0f), 0u);
+    Field flat({1, 8, 8}, {1, 1, 1});
+    EXPECT_EQ(IsosurfaceExtractor3::extractMesh<float>(flat, mesh, 0.5f, 0, 0, 0, 0, 0, 0, 0, nullptr), 0u);
+    // A single liquid layer becomes a closed slab when its faces are capped.
+    EXPECT_GT(extractAllClosed(flat, mesh, 0.5f), 0u);
+    EXPECT_TRUE(test::checkTopology(mesh).closedAndConsistent());
+    expectCappedVolume(mesh, 64.0);
+}
+
+}  // namespace
+}  // namespace kelvar
