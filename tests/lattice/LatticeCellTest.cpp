@@ -1,0 +1,171 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "LatticeTestSupport.h"
+#include "kv_fluids_dyn/lattice/LBM_SinkCell3.h"
+#include "kv_fluids_dyn/lattice/LBM_SolidCell3.h"
+
+using namespace kelvar;
+using namespace kelvar::fluid;
+using namespace kelvar::fluid::test;
+
+TEST(LatticeCell, DefaultsOfEveryCellKind) {
+    const LBM_Q19_MAC_Cell3F cell;
+    EXPECT_EQ(cell.getType(), LBM_CELL_NONE);
+    EXPECT_EQ(cell.getVelocity(), Vector3<float>());
+    EXPECT_EQ(cell.getGridMonoindex(), 0xFFFFFFFFu);
+    EXPECT_EQ(cell.getDensity(), 0.0f);
+    EXPECT_EQ(cell.getForce(), Vector3<float>());
+    EXPECT_EQ(cell.getMass(), 0.0f);
+    EXPECT_EQ(cell.getEpsilon(), 0.0f);
+    EXPECT_EQ(cell.getFlags().get(), 0u);
+    EXPECT_EQ(cell.getArrReconstructBit().size(), kQ);
+    EXPECT_FALSE(cell.getArrReconstructBit().any());
+
+    const LBM_SolidCell3<float> solid;
+    EXPECT_EQ(solid.getType(), LBM_CELL_SOLID);
+    EXPECT_EQ(solid.getFlags(), 0u);
+    EXPECT_EQ(solid.getWallFactor(), 0.0);
+
+    const LBM_SinkCell3<float> sink;
+    EXPECT_EQ(sink.getType(), LBM_CELL_SINK);
+    EXPECT_EQ(sink.getSinkId(), 0xFFFFFFFFu);
+    EXPECT_EQ(sink.getFlags(), 0u);
+}
+
+TEST(LatticeCell, TypePredicates) {
+    EXPECT_EQ(LBM_CELL_NONE, 0);
+    EXPECT_EQ(LBM_CELL_SOLID, 2);
+    EXPECT_EQ(LBM_CELL_EMPTY, 3);
+    EXPECT_EQ(LBM_CELL_FLUID, 4);
+    EXPECT_EQ(LBM_CELL_INTERFACE, 5);
+    EXPECT_EQ(LBM_CELL_SINK, 6);
+    LBM_Cell3<float> cell;
+    for (unsigned char code = 0; code <= 6; ++code) {
+        cell.setType(code);
+        EXPECT_EQ(cell.isFluid(), code == 4 || code == 5) << int(code);
+        EXPECT_EQ(cell.isInterface(), code == 5) << int(code);
+        EXPECT_EQ(cell.isSolid(), code == 2) << int(code);
+        EXPECT_EQ(cell.isSink(), code == 6) << int(code);
+    }
+}
+
+TEST(LatticeCell, EqualityIgnoresGridIndexAndFailsOnNaN) {
+    LBM_Cell3<float> a;
+    LBM_Cell3<float> b;
+    a.setType(LBM_CELL_FLUID);
+    b.setType(LBM_CELL_FLUID);
+    a.setVelocity({0.1f, 0.2f, 0.3f});
+    b.setVelocity({0.1f, 0.2f, 0.3f});
+    a.setGridMonoindex(7);
+    b.setGridMonoindex(8);
+    EXPECT_TRUE(a == b);
+    b.setType(LBM_CELL_INTERFACE);
+    EXPECT_FALSE(a == b);
+    b = a;
+    EXPECT_EQ(b.getGridMonoindex(), 7u);
+    a.setVelocity({std::nanf(""), 0.2f, 0.3f});
+    EXPECT_FALSE(a == a);
+}
+
+TEST(LatticeCell, InitializeRestoresRestStateAtWeights) {
+    ProbeCell cell;
+    cell.setType(LBM_CELL_INTERFACE);
+    cell.setVelocity({1.0f, 2.0f, 3.0f});
+    cell.setForce({0.5f, 0.5f, 0.5f});
+    cell.setMass(0.5f);
+    cell.initialize();
+
+    EXPECT_EQ(cell.getType(), LBM_CELL_NONE);
+    EXPECT_EQ(cell.getVelocity(), Vector3<float>());
+    EXPECT_EQ(cell.getForce(), Vector3<float>());
+    EXPECT_EQ(cell.getMass(), 0.5f);  // free-surface state is not part of initialize
+    float runningSum = 0.0f;
+    for (unsigned i = 0; i < kQ; ++i) {
+        EXPECT_EQ(cell.getPdfAt(i), cell.getWeights()[i]);
+        runningSum += cell.getWeights()[i];
+    }
+    EXPECT_EQ(bitsOf(cell.getDensity()), bitsOf(runningSum));
+    cell.setDensity(0.0f);
+    EXPECT_EQ(bitsOf(cell.computeDensity()), bitsOf(runningSum));
+    EXPECT_EQ(cell.computeVelocity(), Vector3<float>());
+}
+
+TEST(LatticeCell, EquilibriumIsExact) {
+    // Expected bits from collision_reference.py.
+    const uint32_t expected[kQ] = {0x3EBAF29Bu, 0x3D8EFA7Cu, 0x3D6C0514u, 0x3D59B0B4u, 0x3D83A9CAu, 0x3D8127D9u,
+                                   0x3D708FDDu, 0x3D075525u, 0x3CCE7E97u, 0x3CE5B485u, 0x3D1708AFu, 0x3D142AFDu,
+                                   0x3CE16821u, 0x3CD251E0u, 0x3D09F649u, 0x3CF488FBu, 0x3D08740Eu, 0x3CFE17A9u,
+                                   0x3CE3D9C7u};
+    const float rho = fromBits(0x3F8CCCCDu);
+    const Vector3<float> u{fromBits(0x3D4CCCCDu), fromBits(0xBCA3D70Au), fromBits(0x3C54FDF4u)};
+    ProbeCell cell;
+    cell.setDensity(rho);
+    cell.setVelocity(u);
+    for (unsigned i = 0; i < kQ; ++i) {
+        EXPECT_EQ(bitsOf(cell.calcFeq(i, rho, u)), expected[i]) << i;
+        EXPECT_EQ(bitsOf(cell.calcFeqUseRho(i)), expected[i]) << i;
+        EXPECT_EQ(cell.calcFeq(i), cell.calcFeq(i, 1.0f, u)) << i;
+        EXPECT_EQ(cell.calcFeq(i, 1.0f, Vector3<float>()), cell.getWeights()[i]) << i;
+    }
+}
+
+TEST(LatticeCell, InitialVelocityGivesMomentsOfTheIncompressibleEquilibrium) {
+    ProbeCell cell;
+    cell.setDensity(1.2f);
+    const Vector3<float> u{0.04f, -0.03f, 0.02f};
+    cell.setInitialVelocity(u);
+    EXPECT_EQ(cell.getVelocity(), u);
+    EXPECT_NEAR(cell.sumOfSlots(), 1.2f, 1e-6f);
+    // Incompressible form: the first moment is u, so the velocity is u / rho.
+    const Vector3<float> v = cell.computeVelocity();
+    EXPECT_NEAR(v.x, 0.04f / 1.2f, 1e-6f);
+    EXPECT_NEAR(v.y, -0.03f / 1.2f, 1e-6f);
+    EXPECT_NEAR(v.z, 0.02f / 1.2f, 1e-6f);
+    for (unsigned i = 0; i < kQ; ++i) EXPECT_EQ(cell.getPdfAt(i), cell.calcFeq(i, 1.2f, u));
+
+    const Vector3<float> du{0.01f, 0.01f, -0.02f};
+    cell.addVelocity(du);
+    EXPECT_EQ(cell.getVelocity(), u + du);
+    for (unsigned i = 0; i < kQ; ++i) EXPECT_EQ(cell.getPdfAt(i), cell.calcFeq(i, 1.2f, u + du));
+
+    cell.updateVelocity();
+    EXPECT_EQ(cell.getVelocity(), cell.computeVelocity());
+    const std::vector<float> slots(&cell.getPdfAt(0), &cell.getPdfAt(0) + kQ);
+    EXPECT_EQ(cell.computeVelocity(slots), cell.computeVelocity());
+}
+
+TEST(LatticeCell, CopiesAndForces) {
+    ProbeCell source;
+    source.initialize();
+    source.setInitialVelocity({0.1f, 0.0f, 0.0f});
+    source.setType(LBM_CELL_INTERFACE);
+    source.setForce({0.0f, -0.001f, 0.0f});
+    source.addForce({0.002f, -0.001f, 0.5f});
+    EXPECT_EQ(source.getForce(), Vector3<float>(0.002f, -0.001f - 0.001f, 0.5f));
+    source.setMass(0.25f);
+    source.setEpsilon(0.5f);
+    source.refFlags().set(MAC_FLAG_SKY);
+    source.refArrReconstructBit().set(4);
+
+    const ProbeCell copy(source);
+    for (unsigned i = 0; i < kQ; ++i) EXPECT_EQ(copy.getPdfAt(i), source.getPdfAt(i));
+    EXPECT_EQ(copy.getType(), LBM_CELL_INTERFACE);
+    EXPECT_EQ(copy.getForce(), source.getForce());
+    EXPECT_EQ(copy.getMass(), 0.25f);
+    EXPECT_EQ(copy.getEpsilon(), 0.5f);
+    EXPECT_TRUE(copy.getFlags().test(MAC_FLAG_SKY));
+    EXPECT_TRUE(copy.getArrReconstructBit().test(4));
+
+    // copyPdfs takes slots and density only.
+    ProbeCell target;
+    target.initialize();
+    target.setVelocity({0.0f, 0.3f, 0.0f});
+    source.setDensity(2.5f);
+    target.copyPdfs(source);
+    for (unsigned i = 0; i < kQ; ++i) EXPECT_EQ(target.getPdfAt(i), source.getPdfAt(i));
+    EXPECT_EQ(target.getDensity(), 2.5f);
+    EXPECT_EQ(target.getVelocity(), Vector3<float>(0.0f, 0.3f, 0.0f));
+    EXPECT_EQ(target.getForce(), Vector3<float>());
+}
