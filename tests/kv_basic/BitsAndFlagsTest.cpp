@@ -2,7 +2,6 @@
 
 #include "kv_basic/ArrayBit.h"
 #include "kv_basic/Flag.h"
-#include "kv_basic/Tuple.h"
 
 namespace kelvar {
 namespace {
@@ -33,16 +32,6 @@ TEST(ArrayBit, BitsBeyondSixtyFourAreIndependent) {
     EXPECT_FALSE(copy.any());
 }
 
-TEST(ArrayBit, InlineBitsCopyByValue) {
-    ArrayBit a(40);
-    a.set(39);
-    ArrayBit b;
-    b = a;
-    a.clear(39);
-    EXPECT_TRUE(b.test(39));
-    EXPECT_FALSE(a.any());
-}
-
 struct OwnerTag {};
 using Flags = Flag<OwnerTag, unsigned short>;
 
@@ -63,16 +52,6 @@ TEST(Flag, SetClearAndTestTouchOnlyTheirBits) {
     f.reset();
     EXPECT_EQ(f.get(), 0);
     static_assert(sizeof(Flags) == sizeof(unsigned short));
-}
-
-TEST(Tuple, IndexingReachesEachField) {
-    Tuple3<int> t{1, 2, 3};
-    t[1] = 5;
-    EXPECT_EQ(t.second, 5);
-    EXPECT_EQ(t[2], 3);
-    EXPECT_EQ(t, (Tuple3<int>{1, 5, 3}));
-    const Tuple2<int, float> pair{4, 0.5f};
-    EXPECT_EQ(pair.second, 0.5f);
 }
 
 }  // namespace

@@ -3,7 +3,6 @@
 #include <cstdint>
 
 #include "kv_basic/ByteOrder.h"
-#include "kv_basic/Hardware.h"
 
 namespace kelvar {
 namespace {
@@ -22,12 +21,6 @@ TEST(ByteOrder, StoresLowByteFirstAndLoadsBack) {
     double back[1] = {};
     EXPECT_EQ(loadLittleEndian(back, 1, bytes), bytes + 8);
     EXPECT_EQ(back[0], 0.1);
-}
-
-TEST(Hardware, EndiannessMatchesMemory) {
-    const std::uint16_t probe = 0x0102;
-    const bool bigInMemory = *reinterpret_cast<const unsigned char*>(&probe) == 0x01;
-    EXPECT_EQ(Hardware::isBigEndian(), bigInMemory);
 }
 
 }  // namespace

@@ -46,11 +46,5 @@ TEST(Image, InvalidShapesAreRefusedAndLeaveTheImageAlone) {
     EXPECT_EQ(copy.pixel(1, 1)[3], 7);
 }
 
-TEST(Image, DefaultImageIsEmpty) {
-    const Image image;
-    EXPECT_TRUE(image.empty());
-    EXPECT_EQ(image.getBuffer(), nullptr);
-}
-
 }  // namespace
 }  // namespace kelvar
