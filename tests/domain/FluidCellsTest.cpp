@@ -1,0 +1,353 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <set>
+
+#include "kv_fluids_dyn/domain/MAC_LBM_Fluid3.h"
+#include "kv_fluids_dyn/lattice/LBM_CellType.h"
+#include "kv_fluids_dyn/lattice/LBM_Q19_Constants.h"
+#include "kv_fluids_dyn/lattice/LBM_SinkCell3.h"
+#include "kv_fluids_dyn/lattice/LBM_SolidCell3.h"
+
+namespace kelvar::fluid {
+namespace {
+
+// Opens the pool access the solver uses.
+class PoolFluid : public MAC_LBM_Fluid3 {
+public:
+    using MAC_LBM_Fluid3::acquireLiquidCell;
+    using MAC_LBM_Fluid3::acquireSinkCell;
+    using MAC_LBM_Fluid3::acquireSolidCell;
+    using MAC_LBM_Fluid3::areCellsEqual;
+    using MAC_LBM_Fluid3::releaseCell;
+    using MAC_LBM_Fluid3::releaseSinkCell;
+};
+
+// Sizes the fluid's grid to exactly nx x ny x nz cells: a world box a
+// little short of whole cells, with a count that makes the edge just over 1.
+void sizeGrid(MAC_LBM_Fluid3& fluid, unsigned int nx, unsigned int ny, unsigned int nz) {
+    const Vector3<float> scale(float(nx) - 0.5f, float(ny) - 0.5f, float(nz) - 0.5f);
+    fluid.setScale(scale);
+    fluid.setResolution(unsigned(scale.x * scale.y * scale.z));
+    ASSERT_EQ(fluid.getGrid().getNx(), nx);
+    ASSERT_EQ(fluid.getGrid().getNy(), ny);
+    ASSERT_EQ(fluid.getGrid().getNz(), nz);
+}
+
+bool onBoundary(const Grid3<LBM_Cell3<float>, float>& grid, unsigned i, unsigned j, unsigned k) {
+    return i == 0 || j == 0 || k == 0 || i + 1 == grid.getNx() || j + 1 == grid.getNy() || k + 1 == grid.getNz();
+}
+
+TEST(DomainBoundary, EveryFaceCellWalledOnceAndNoneInside) {
+    const unsigned int shapes[][4] = {{2, 2, 2, 8}, {3, 3, 3, 26}, {4, 4, 4, 56}, {4, 5, 6, 120 - 24}};
+    for (const auto& shape : shapes) {
+        MAC_LBM_Fluid3 fluid;
+        sizeGrid(fluid, shape[0], shape[1], shape[2]);
+        fluid.initialize();
+        fluid.setDomainBoundaryCells();
+        const auto& grid = fluid.getGrid();
+        EXPECT_EQ(fluid.getSolidCellCount(), shape[3]);  // one pool cell per boundary cell
+        std::set<const LBM_Cell3<float>*> distinct;
+        for (unsigned i = 0; i < grid.getNx(); ++i) {
+            for (unsigned j = 0; j < grid.getNy(); ++j) {
+                for (unsigned k = 0; k < grid.getNz(); ++k) {
+                    const LBM_Cell3<float>* cell = grid.at(i, j, k);
+                    if (!onBoundary(grid, i, j, k)) {
+                        EXPECT_EQ(cell, nullptr);
+                        continue;
+                    }
+                    ASSERT_NE(cell, nullptr);
+                    distinct.insert(cell);
+                    const auto* wall = static_cast<const LBM_SolidCell3<float>*>(cell);
+                    EXPECT_EQ(wall->getType(), LBM_CELL_SOLID);
+                    EXPECT_EQ(wall->getFlags(), 1u);
+                    EXPECT_EQ(wall->getWallFactor(), 0.001);
+                    EXPECT_EQ(wall->getVelocity(), Vector3<float>());
+                    EXPECT_EQ(wall->getGridMonoindex(), grid.index(i, j, k));
+                }
+            }
+        }
+        EXPECT_EQ(distinct.size(), shape[3]);
+    }
+}
+
+class Neighbours : public ::testing::Test {
+protected:
+    void SetUp() override {
+        sizeGrid(fluid, 3, 4, 5);
+        for (unsigned n = 0; n < fluid.getGrid().getCount(); ++n) fluid.refGrid().at(n) = &cells[n];
+    }
+    LBM_Cell3<float>* cellAt(int i, int j, int k) { return fluid.refGrid().at(unsigned(i), unsigned(j), unsigned(k)); }
+
+    MAC_LBM_Fluid3 fluid;
+    LBM_Cell3<float> cells[60];
+};
+
+TEST_F(Neighbours, InteriorCellSeesTheEighteenInLatticeOrder) {
+    MAC_LBM_Fluid3::NeighborArray out(18);
+    fluid.getNeighborCells(1u, 2u, 2u, fluid.getGrid(), out);
+    for (unsigned m = 0; m < 18; ++m) {
+        const int* e = q19::kDirection[m + 1];
+        EXPECT_EQ(out[m], cellAt(1 + e[0], 2 + e[1], 2 + e[2])) << m;
+    }
+    // The linear-index and tuple forms agree.
+    MAC_LBM_Fluid3::NeighborArray byIndex(18), byTuple(18);
+    fluid.getNeighborCells(fluid.getGrid().index(1, 2, 2), fluid.getGrid(), byIndex);
+    fluid.getNeighborCells(Tuple3<unsigned int>{1, 2, 2}, fluid.getGrid(), byTuple);
+    for (unsigned m = 0; m < 18; ++m) {
+        EXPECT_EQ(byIndex[m], out[m]);
+        EXPECT_EQ(byTuple[m], out[m]);
+    }
+}
+
+TEST_F(Neighbours, OutputLengthChoosesThePrefix) {
+    LBM_Cell3<float> marker;
+    MAC_LBM_Fluid3::NeighborArray out(6);
+    fluid.getNeighborCells(1u, 1u, 1u, fluid.getGrid(), out);
+    EXPECT_EQ(out.size(), 6u);
+    EXPECT_EQ(out[0], cellAt(2, 1, 1));  // +x
+    EXPECT_EQ(out[3], cellAt(1, 0, 1));  // -y
+    EXPECT_EQ(out[5], cellAt(1, 1, 0));  // -z
+
+    MAC_LBM_Fluid3::NeighborArray none;
+    fluid.getNeighborCells(1u, 1u, 1u, fluid.getGrid(), none);
+    EXPECT_EQ(none.size(), 0u);
+
+    MAC_LBM_Fluid3::NeighborArray longer;
+    longer.resize(20, &marker);
+    fluid.getNeighborCells(1u, 1u, 1u, fluid.getGrid(), longer);
+    EXPECT_EQ(longer.size(), 20u);
+    EXPECT_EQ(longer[17], cellAt(1, 2, 0));  // direction 18 (0, 1, -1)
+    EXPECT_EQ(longer[18], &marker);          // past the 18 directions: untouched
+}
+
+TEST_F(Neighbours, BordersGiveNullAndNeverWrap) {
+    MAC_LBM_Fluid3::NeighborArray out(18);
+    fluid.getNeighborCells(0u, 0u, 0u, fluid.getGrid(), out);
+    for (unsigned m = 0; m < 18; ++m) {
+        const int* e = q19::kDirection[m + 1];
+        const bool negative = e[0] < 0 || e[1] < 0 || e[2] < 0;
+        EXPECT_EQ(out[m], negative ? nullptr : cellAt(e[0], e[1], e[2])) << m;
+    }
+    fluid.getNeighborCells(2u, 3u, 4u, fluid.getGrid(), out);  // the opposite corner
+    for (unsigned m = 0; m < 18; ++m) {
+        const int* e = q19::kDirection[m + 1];
+        const bool positive = e[0] > 0 || e[1] > 0 || e[2] > 0;
+        EXPECT_EQ(out[m], positive ? nullptr : cellAt(2 + e[0], 3 + e[1], 4 + e[2])) << m;
+    }
+    // A missing cell inside the grid is reported as null too.
+    fluid.refGrid().at(2, 1, 1) = nullptr;
+    fluid.getNeighborCells(1u, 1u, 1u, fluid.getGrid(), out);
+    EXPECT_EQ(out[0], nullptr);
+}
+
+TEST(CellEquality, RulesPerType) {
+    PoolFluid fluid;
+    EXPECT_TRUE(fluid.areCellsEqual(nullptr, nullptr));
+
+    LBM_SolidCell3<float> a, b;
+    a.setFlags(1);
+    b.setFlags(1);
+    a.setWallFactor(0.5);
+    b.setWallFactor(0.5);
+    EXPECT_TRUE(fluid.areCellsEqual(&a, &b));
+    EXPECT_FALSE(fluid.areCellsEqual(&a, nullptr));
+    EXPECT_FALSE(fluid.areCellsEqual(nullptr, &b));
+    b.setGridMonoindex(17);  // the index is never compared
+    EXPECT_TRUE(fluid.areCellsEqual(&a, &b));
+    b.setFlags(2);
+    EXPECT_FALSE(fluid.areCellsEqual(&a, &b));
+    b.setFlags(1);
+    b.setWallFactor(NAN);
+    a.setWallFactor(NAN);
+    EXPECT_FALSE(fluid.areCellsEqual(&a, &b));
+    EXPECT_TRUE(fluid.areCellsEqual(&a, &a));  // same pointer wins over NaN
+    a.setWallFactor(0.5);
+    b.setWallFactor(0.5);
+    b.setVelocity({0, NAN, 0});
+    a.setVelocity({0, NAN, 0});
+    EXPECT_FALSE(fluid.areCellsEqual(&a, &b));
+
+    LBM_SinkCell3<float> s, t;
+    EXPECT_TRUE(fluid.areCellsEqual(&s, &t));
+    s.setFlags(1);  // the 16-bit word is not compared
+    EXPECT_TRUE(fluid.areCellsEqual(&s, &t));
+    t.setSinkId(4);
+    EXPECT_FALSE(fluid.areCellsEqual(&s, &t));
+    EXPECT_FALSE(fluid.areCellsEqual(&s, &b));  // different types
+
+    LBM_Q19_MAC_Cell3F p, q;
+    p.setType(LBM_CELL_FLUID);
+    q.setType(LBM_CELL_FLUID);
+    p.setVelocity({1, 2, 3});
+    q.setVelocity({1, 2, 3});
+    EXPECT_TRUE(fluid.areCellsEqual(&p, &q));
+    q.setType(LBM_CELL_INTERFACE);
+    EXPECT_FALSE(fluid.areCellsEqual(&p, &q));
+
+    // Empty and unclassified cells are equal only to themselves.
+    p.setType(LBM_CELL_EMPTY);
+    q.setType(LBM_CELL_EMPTY);
+    EXPECT_FALSE(fluid.areCellsEqual(&p, &q));
+    EXPECT_TRUE(fluid.areCellsEqual(&p, &p));
+    LBM_Cell3<float> u, v;
+    EXPECT_FALSE(fluid.areCellsEqual(&u, &v));
+}
+
+TEST(CellRelease, LiquidAndSolidCellsGoBackToTheirPools) {
+    PoolFluid fluid;
+    LBM_Q19_MAC_Cell3F* a = fluid.acquireLiquidCell();
+    LBM_Q19_MAC_Cell3F* b = fluid.acquireLiquidCell();
+    LBM_Q19_MAC_Cell3F* c = fluid.acquireLiquidCell();
+    EXPECT_EQ(fluid.getLiquidCellCount(), 3u);
+    a->setType(LBM_CELL_FLUID);
+    b->setType(LBM_CELL_INTERFACE);
+    fluid.releaseCell(a);
+    fluid.releaseCell(b);
+    EXPECT_EQ(a->getType(), LBM_CELL_NONE);
+    EXPECT_EQ(b->getType(), LBM_CELL_NONE);
+    EXPECT_EQ(fluid.getLiquidCellCount(), 1u);
+    EXPECT_EQ(fluid.acquireLiquidCell(), b);  // last released first
+    EXPECT_EQ(fluid.acquireLiquidCell(), a);
+
+    // Cells that are neither liquid nor solid are not pooled here.
+    c->setType(LBM_CELL_EMPTY);
+    fluid.releaseCell(c);
+    EXPECT_EQ(c->getType(), LBM_CELL_EMPTY);
+    EXPECT_EQ(fluid.getLiquidCellCount(), 3u);
+    fluid.releaseCell(nullptr);
+
+    LBM_SinkCell3<float>* sink = fluid.acquireSinkCell();
+    fluid.releaseCell(sink);
+    EXPECT_EQ(sink->getType(), LBM_CELL_SINK);
+    EXPECT_EQ(fluid.getSinkCellCount(), 1u);
+    fluid.releaseSinkCell(sink);
+    EXPECT_EQ(fluid.getSinkCellCount(), 0u);
+
+    LBM_SolidCell3<float>* wall = fluid.acquireSolidCell();
+    LBM_SolidCell3<float>* other = fluid.acquireSolidCell();
+    fluid.releaseCell(wall);
+    EXPECT_EQ(wall->getType(), LBM_CELL_NONE);
+    EXPECT_EQ(fluid.getSolidCellCount(), 1u);
+    fluid.releaseCell(other);  // the last one: the pool rewinds
+    EXPECT_EQ(fluid.getSolidCellCount(), 0u);
+    EXPECT_EQ(fluid.acquireSolidCell(), wall);
+}
+
+TEST(FluidInitialize, EmptiesGridPoolsParticlesAndAccumulators) {
+    PoolFluid fluid;
+    sizeGrid(fluid, 3, 3, 3);
+    fluid.setDomainBoundaryCells();
+    LBM_Q19_MAC_Cell3F* liquid = fluid.acquireLiquidCell();
+    fluid.refGrid().at(1, 1, 1) = liquid;
+    fluid.ref_MAC_ParticleSystem().createParticle({0, 0, 0}, {0, 0, 0}, 1, {0, 0});
+    fluid.refSolverContext().setLostMass(2.0f);
+    fluid.refSolverContext().setAddedMass(3.0f);
+    fluid.refSolverContext().setDt(0.5f);
+
+    fluid.initialize();
+    for (LBM_Cell3<float>* cell : fluid.getGrid().getCells()) EXPECT_EQ(cell, nullptr);
+    EXPECT_EQ(fluid.getLiquidCellCount(), 0u);
+    EXPECT_EQ(fluid.getSolidCellCount(), 0u);
+    EXPECT_EQ(fluid.get_MAC_ParticleSystem().getParticlesCount(), 0u);
+    EXPECT_EQ(fluid.getSolverContext().getLostMass(), 0.0f);
+    EXPECT_EQ(fluid.getSolverContext().getAddedMass(), 0.0f);
+    EXPECT_EQ(fluid.getSolverContext().getDt(), 0.5f);  // only the accumulators are reset
+}
+
+class Interpolation : public ::testing::Test {
+protected:
+    // A 4 x 4 x 4 grid of liquid cells whose velocity is linear in the cell
+    // centre: v = A p + b.
+    void SetUp() override {
+        sizeGrid(fluid, 4, 4, 4);
+        const auto& grid = fluid.getGrid();
+        for (unsigned i = 0; i < 4; ++i)
+            for (unsigned j = 0; j < 4; ++j)
+                for (unsigned k = 0; k < 4; ++k) {
+                    LBM_Q19_MAC_Cell3F& cell = cells[grid.index(i, j, k)];
+                    cell.setType(k == 3 ? LBM_CELL_INTERFACE : LBM_CELL_FLUID);
+                    const Vector3<float> centre = grid.getBox().min + Vector3<float>(i + 0.5f, j + 0.5f, k + 0.5f);
+                    cell.setVelocity(field(centre));
+                    fluid.refGrid().at(i, j, k) = &cell;
+                }
+    }
+    static Vector3<float> field(const Vector3<float>& p) {
+        return {0.5f * p.x - 0.25f * p.y + 0.1f, 0.125f * p.z + 0.2f, p.x + p.y - 0.5f * p.z};
+    }
+    MAC_LBM_Fluid3 fluid;
+    LBM_Q19_MAC_Cell3F cells[64];
+};
+
+TEST_F(Interpolation, ReproducesALinearFieldBetweenCellCentres) {
+    const Vector3<float> points[] = {
+        {0, 0, 0}, {-0.5f, -0.5f, -0.5f}, {0.3f, -0.7f, 1.1f}, {-1.2f, 0.9f, 0.2f}, {1.49f, 1.2f, -1.4f},
+        {0.25f, 0.75f, -0.25f},
+    };
+    for (const Vector3<float>& p : points) {
+        const Vector3<float> v = fluid.evalVelocityAt(p);
+        const Vector3<float> expected = field(p);
+        EXPECT_NEAR(v.x, expected.x, 1e-5f) << p.x << " " << p.y << " " << p.z;
+        EXPECT_NEAR(v.y, expected.y, 1e-5f);
+        EXPECT_NEAR(v.z, expected.z, 1e-5f);
+    }
+    // At a cell centre the sample is that cell's velocity.
+    const Vector3<float> centre(0.5f, -0.5f, 1.5f);
+    EXPECT_EQ(fluid.evalVelocityAt(centre), fluid.getVelocityAt(centre));
+}
+
+TEST_F(Interpolation, NonLiquidCornersTakeTheVelocityOfTheHostCell) {
+    // Empty every cell around the host cell (2, 2, 2): the result is the
+    // host's velocity wherever p lies in it.
+    const auto& grid = fluid.getGrid();
+    for (unsigned n = 0; n < 64; ++n) cells[n].setType(LBM_CELL_EMPTY);
+    cells[grid.index(2, 2, 2)].setType(LBM_CELL_FLUID);
+    const Vector3<float> host = cells[grid.index(2, 2, 2)].getVelocity();
+    const Vector3<float> v = fluid.evalVelocityAt({0.2f, 0.9f, 0.6f});
+    EXPECT_NEAR(v.x, host.x, 1e-6f);
+    EXPECT_NEAR(v.y, host.y, 1e-6f);
+    EXPECT_NEAR(v.z, host.z, 1e-6f);
+
+    // With the host empty as well, nothing contributes.
+    cells[grid.index(2, 2, 2)].setType(LBM_CELL_SOLID);
+    EXPECT_EQ(fluid.evalVelocityAt({0.2f, 0.9f, 0.6f}), Vector3<float>());
+}
+
+TEST(FluidCopy, ShallowCopySharesCellsButNotPools) {
+    PoolFluid source;
+    sizeGrid(source, 3, 3, 3);
+    source.setDomainBoundaryCells();
+    LBM_Q19_MAC_Cell3F* liquid = source.acquireLiquidCell();
+    liquid->setType(LBM_CELL_FLUID);
+    source.refGrid().at(1, 1, 1) = liquid;
+    source.refArrLiquidCells().push_back(liquid);
+    source.refArrInterfaceCells().push_back(liquid);
+    source.refArrSolidCells().push_back(static_cast<LBM_SolidCell3<float>*>(source.getGrid().at(0u)));
+    source.ref_MAC_ParticleSystem().createParticle({0, 0, 0}, {1, 0, 0}, 2, {0, 0});
+    source.refSolverContext().setLostMass(0.75f);
+    source.refDirtyFlags().set(MAC_LBM_Fluid3::VOF_DIRTY);
+
+    const MAC_LBM_Fluid3 copy(source);
+    for (unsigned n = 0; n < 27; ++n) EXPECT_EQ(copy.getGrid().at(n), source.getGrid().at(n));
+    EXPECT_EQ(copy.getArrLiquidCells().size(), 1u);
+    EXPECT_EQ(copy.getArrLiquidCells()[0], liquid);
+    EXPECT_EQ(copy.getArrInterfaceCells()[0], liquid);
+    EXPECT_EQ(copy.getArrSolidCells()[0], source.getGrid().at(0u));
+    EXPECT_EQ(copy.get_MAC_ParticleSystem().getParticlesCount(), 1u);
+    EXPECT_EQ(copy.get_MAC_ParticleSystem().getLastUsedId(), source.get_MAC_ParticleSystem().getLastUsedId());
+    EXPECT_EQ(copy.getSolverContext().getLostMass(), 0.75f);
+    EXPECT_TRUE(copy.getDirtyFlags().test(MAC_LBM_Fluid3::VOF_DIRTY));
+    // The pools stay with the source: the copy hands out none of its cells.
+    EXPECT_EQ(copy.getLiquidCellCount(), 0u);
+    EXPECT_EQ(copy.getSolidCellCount(), 0u);
+    EXPECT_EQ(source.getSolidCellCount(), 26u);
+
+    MAC_LBM_Fluid3 assigned;
+    assigned = source;
+    EXPECT_EQ(assigned.getGrid().at(1, 1, 1), liquid);
+    EXPECT_EQ(assigned.getSolverContext().getLostMass(), 0.75f);
+    EXPECT_EQ(assigned.get_VOF_Field().getResolution(), (Tuple3<unsigned int>{}));  // not copied
+}
+
+}  // namespace
+}  // namespace kelvar::fluid
