@@ -58,11 +58,33 @@ constexpr std::array<Tensor, kDirectionCount> makeQ() {
 }
 constexpr std::array<Tensor, kDirectionCount> kQ = makeQ();
 
-// A : B, the nine products of corresponding entries summed in row-major order.
-inline float contract(const Tensor& a, const Tensor& b) {
-    float sum = 0.0f;
-    for (unsigned int k = 0; k < kTensorSize; ++k) sum += a[k] * b[k];
-    return sum;
+// The same entries grouped by tensor entry, so that the contractions of all
+// 19 directions run side by side.
+using PerDirection = std::array<float, kDirectionCount>;
+constexpr std::array<PerDirection, kTensorSize> makeQByEntry() {
+    std::array<PerDirection, kTensorSize> q{};
+    for (unsigned int k = 0; k < kTensorSize; ++k)
+        for (unsigned int i = 0; i < kDirectionCount; ++i) q[k][i] = kQ[i][k];
+    return q;
+}
+constexpr std::array<PerDirection, kTensorSize> kQByEntry = makeQByEntry();
+
+// Components of the direction vectors, one array per axis.
+constexpr PerDirection makeComponent(unsigned int axis) {
+    PerDirection c{};
+    for (unsigned int i = 0; i < kDirectionCount; ++i) c[i] = float(q19::kDirection[i][axis]);
+    return c;
+}
+constexpr PerDirection kCx = makeComponent(0);
+constexpr PerDirection kCy = makeComponent(1);
+constexpr PerDirection kCz = makeComponent(2);
+
+// out_i = Q_i : A for every direction: the nine products of each direction
+// summed in row-major order.
+inline void contractEachDirection(const Tensor& a, PerDirection& out) {
+    out.fill(0.0f);
+    for (unsigned int k = 0; k < kTensorSize; ++k)
+        for (unsigned int i = 0; i < kDirectionCount; ++i) out[i] += kQByEntry[k][i] * a[k];
 }
 
 }  // namespace
@@ -207,7 +229,9 @@ void LBM_Q19_Cell3<T>::collisionBGK(const T& nu) {
     for (unsigned int i = 0; i < kDirectionCount; ++i) {
         const T f = pdfs[kOpposite[i]];
         rho += f;
-        j += kVelocity[i] * f;
+        j.x += kCx[i] * f;
+        j.y += kCy[i] * f;
+        j.z += kCz[i] * f;
     }
 
     // Only a downward (gravity-like) force shifts the equilibrium momentum.
@@ -222,7 +246,7 @@ void LBM_Q19_Cell3<T>::collisionBGK(const T& nu) {
     const T jj = j.dot(j);
     const T keep = T(1) - omega;
     for (unsigned int i = 0; i < kDirectionCount; ++i) {
-        const T cj = kVelocity[i].dot(j);
+        const T cj = (kCx[i] * j.x + kCy[i] * j.y) + kCz[i] * j.z;
         const T feq = ((rho - kFeqSquare * jj) + kFeqLinear * cj) + kFeqQuadratic * cj * cj;
         pdfs[i] = feq * kWeight[i] * omega + keep * before[kOpposite[i]];
     }
@@ -240,7 +264,9 @@ void LBM_Q19_Cell3<T>::collisionRLBSmag(const T& nu) {
     Vector3<T> j;
     for (unsigned int i = 0; i < kDirectionCount; ++i) {
         rho += pdfs[i];
-        j += kVelocity[i] * pdfs[i];
+        j.x += kCx[i] * pdfs[i];
+        j.y += kCy[i] * pdfs[i];
+        j.z += kCz[i] * pdfs[i];
     }
     const Vector3<T> u = j / rho;
     this->density = rho;
@@ -254,14 +280,19 @@ void LBM_Q19_Cell3<T>::collisionRLBSmag(const T& nu) {
     const Vector3<T> v = u + this->force;
 
     // Compressible equilibrium, and the non-equilibrium stress Pi.
+    PerDirection qu;
+    contractEachDirection(uu, qu);
     T feq[kDirectionCount];
-    Tensor pi{};
+    T fneq[kDirectionCount];
     for (unsigned int i = 0; i < kDirectionCount; ++i) {
-        const T bracket = (kVelocity[i].dot(v) * kFeqLinear + T(1)) + kRegularisedQuadratic * contract(kQ[i], uu);
+        const T cv = (kCx[i] * v.x + kCy[i] * v.y) + kCz[i] * v.z;
+        const T bracket = (cv * kFeqLinear + T(1)) + kRegularisedQuadratic * qu[i];
         feq[i] = kWeight[i] * rho * bracket;
-        const T fneq = pdfs[i] - feq[i];
-        for (unsigned int k = 0; k < kTensorSize; ++k) pi[k] += kQ[i][k] * fneq;
+        fneq[i] = pdfs[i] - feq[i];
     }
+    Tensor pi{};
+    for (unsigned int i = 0; i < kDirectionCount; ++i)
+        for (unsigned int k = 0; k < kTensorSize; ++k) pi[k] += kQ[i][k] * fneq[i];
 
     // Effective relaxation from the stress norm (Pi is not scaled by rho).
     T s2 = T(0);
@@ -274,9 +305,11 @@ void LBM_Q19_Cell3<T>::collisionRLBSmag(const T& nu) {
     const T omega = T(1) / tau;
 
     // Equilibrium plus the relaxed, regularised non-equilibrium part.
+    PerDirection qpi;
+    contractEachDirection(pi, qpi);
     const T keep = T(1) - omega;
     for (unsigned int i = 0; i < kDirectionCount; ++i) {
-        const T f1 = kWeight[i] * kFeqQuadratic * contract(kQ[i], pi);
+        const T f1 = kWeight[i] * kFeqQuadratic * qpi[i];
         pdfs[i] = keep * f1 + feq[i];
     }
 }
