@@ -1,0 +1,215 @@
+#include <gtest/gtest.h>
+
+#include <set>
+#include <tuple>
+
+#include "kv_geometry/MeshPrimitives.h"
+#include "kv_geometry/MeshVoxelizer3.h"
+#include "kv_geometry/detail/TriangleBoxOverlap.h"
+
+namespace kelvar {
+namespace {
+
+using Lattice = VoxelLattice3<float>;
+
+Lattice unitLattice(unsigned n, const Vector3<float>& origin = {0, 0, 0}) {
+    Lattice l;
+    l.origin = origin;
+    l.cellSize = {1, 1, 1};
+    l.resolution = {n, n, n};
+    return l;
+}
+
+Array<Box3<float>> regionsOf(const Box3<float>& box) { return {box}; }
+
+template <class Chunk>
+uint32_t countInside(const Array<Chunk>& chunks) {
+    uint32_t inside = 0;
+    for (const Chunk& c : chunks)
+        for (uint32_t n = 0; n < c.sampleCount(); ++n) inside += c.isInside(n);
+    return inside;
+}
+
+TEST(MeshVoxelizer3, ChunksCoverTheRegionsCellsOnceInGridOrder) {
+    const Lattice lattice = unitLattice(40, {-20, -20, -20});
+    MeshVoxelizer3<float> voxelizer(lattice);
+    voxelizer.setChunkEdge(7);
+    Array<BoxGrid3<float>> grids;
+    // Region reaches cells -17..-1 (x), 0..19 (y, clipped), 3..4 (z).
+    voxelizer.createGridChunks(regionsOf(Box3<float>({-16.5f, 0.0f, -16.5f}, {-0.5f, 30.0f, -15.0f})), grids);
+    std::set<std::tuple<unsigned, unsigned, unsigned>> cells;
+    uint32_t samples = 0;
+    for (const BoxGrid3<float>& g : grids) {
+        samples += g.sampleCount();
+        for (uint32_t n = 0; n < g.sampleCount(); ++n) {
+            const Tuple3<unsigned> c = g.sampleCell(n);
+            cells.insert({c.first, c.second, c.third});
+            const Box3<float> box = g.sampleBox(n);
+            EXPECT_EQ(box.min, lattice.cellMin(c.first, c.second, c.third));
+            // The centre truncates back to the cell's indices.
+            const Vector3<float> local = box.center() - lattice.origin;
+            EXPECT_EQ(unsigned(local.x), c.first);
+            EXPECT_EQ(unsigned(local.z), c.third);
+        }
+        if (g.sampleCount() > 1) {
+            EXPECT_EQ(g.sampleCell(1).third, g.first.third + (g.count.third > 1 ? 1 : 0));
+        }
+    }
+    EXPECT_EQ(samples, 17u * 20u * 2u);
+    EXPECT_EQ(cells.size(), samples);
+    EXPECT_EQ(std::get<0>(*cells.begin()), 3u);
+    EXPECT_EQ(std::get<1>(*cells.rbegin()), 39u);
+    EXPECT_EQ(voxelizer.createGridChunks(regionsOf(Box3<float>({30, 30, 30}, {31, 31, 31})), grids), 0u);
+}
+
+TEST(MeshVoxelizer3, AxisAlignedBoxInsideCountIsExact) {
+    const Lattice lattice = unitLattice(32);
+    const Mesh box = makeBoxMesh(Box3<float>({2, 3, 1}, {12, 8, 6}), 4);
+    Array<Box3BoxesBits<float>> solid;
+    ASSERT_TRUE(rasterizeSolidMesh(box, lattice, regionsOf(box.getBox()), solid, 2));
+    EXPECT_EQ(countInside(solid), 10u * 5u * 5u);
+
+    Array<MeshGrid3BoxesFaces<float>> chunks;
+    ASSERT_TRUE(rasterizeMesh(box, lattice, regionsOf(Box3<float>({0, 0, 0}, {32, 32, 32})), chunks, 3));
+    EXPECT_EQ(countInside(chunks), 10u * 5u * 5u);
+}
+
+TEST(MeshVoxelizer3, RaysThroughVerticesAndEdgesCountOnce) {
+    // Face vertices sit exactly on cell centres, so many rays pass through
+    // vertices and edges. Every axis alone must classify the cells whose
+    // centres are off the faces.
+    const Lattice lattice = unitLattice(16);
+    const Box3<float> solid({2.5f, 3.5f, 1.5f}, {12.5f, 8.5f, 6.5f});
+    const Mesh box = makeBoxMesh(solid, 10);
+    for (unsigned votes : {1u, 3u}) {
+        MeshVoxelizer3<float> voxelizer(lattice);
+        voxelizer.setMinimumVotes(votes);
+        Array<Box3BoxesBits<float>> chunks;
+        ASSERT_TRUE(voxelizer.rasterizeSolid(box, regionsOf(Box3<float>({0, 0, 0}, {16, 16, 16})), chunks));
+        for (const auto& c : chunks)
+            for (uint32_t n = 0; n < c.sampleCount(); ++n) {
+                const Vector3<float> p = c.getSampleBox(n).center();
+                const bool strictlyInside = p.x > solid.min.x && p.x < solid.max.x && p.y > solid.min.y &&
+                                            p.y < solid.max.y && p.z > solid.min.z && p.z < solid.max.z;
+                const bool outside = !solid.contains(p);
+                if (strictlyInside) {
+                    EXPECT_TRUE(c.isInside(n)) << votes << " " << p.x << " " << p.y << " " << p.z;
+                }
+                if (outside) {
+                    EXPECT_FALSE(c.isInside(n)) << votes << " " << p.x << " " << p.y << " " << p.z;
+                }
+            }
+    }
+}
+
+TEST(MeshVoxelizer3, SphereInsideCountMatchesVolumeAndSurvivesAHole) {
+    const Lattice lattice = unitLattice(64, {-32, -32, -32});
+    Mesh sphere = makeSphereMesh({0.2f, 0.1f, -0.3f}, 25.0f, 96, 48);
+    Array<Box3BoxesBits<float>> chunks;
+    ASSERT_TRUE(rasterizeSolidMesh(sphere, lattice, regionsOf(sphere.getBox()), chunks, 2));
+    const uint32_t intact = countInside(chunks);
+    EXPECT_NEAR(double(intact), sphere.volume(), 0.01 * sphere.volume());
+
+    // Punch a hole where the sphere meets the +x axis. Rays through it lose a
+    // crossing along x, which the y and z rays outvote.
+    Mesh holed;
+    holed.refVertices() = sphere.getVertices();
+    for (const Mesh::Triangle& t : sphere.getTriangles()) {
+        const Vector3<float> c = (sphere.getVertices()[t.first] + sphere.getVertices()[t.second]) * 0.5f;
+        if ((c - Vector3<float>(25.2f, 0.1f, -0.3f)).length() > 3.0f) holed.addTriangle(t.first, t.second, t.third);
+    }
+    ASSERT_LT(holed.triangleCount(), sphere.triangleCount() - 10);
+    const Array<Box3<float>> everywhere = regionsOf(Box3<float>({-32, -32, -32}, {32, 32, 32}));
+    ASSERT_TRUE(rasterizeSolidMesh(holed, lattice, everywhere, chunks, 2));
+    EXPECT_NEAR(double(countInside(chunks)), double(intact), 0.001 * intact);
+    MeshVoxelizer3<float> anyAxis(lattice);
+    anyAxis.setMinimumVotes(1);
+    ASSERT_TRUE(anyAxis.rasterizeSolid(holed, everywhere, chunks));
+    EXPECT_GT(countInside(chunks), intact + 100);  // what a single ray would have said
+}
+
+TEST(MeshVoxelizer3, SurfaceMarksExactlyTheCellsMeetingTheFaces) {
+    const Lattice lattice = unitLattice(16);
+    const Box3<float> solid({2.25f, 3.5f, 1.75f}, {11.75f, 8.25f, 6.5f});
+    const Mesh box = makeBoxMesh(solid, 3);
+    MeshVoxelizer3<float> voxelizer(lattice);
+    voxelizer.setCollectFaces(true);
+    voxelizer.setThreads(2);
+    Array<MeshGrid3BoxesFaces<float>> chunks;
+    ASSERT_TRUE(voxelizer.rasterize(box, regionsOf(Box3<float>({0, 0, 0}, {16, 16, 16})), chunks));
+    uint32_t surface = 0;
+    for (const auto& c : chunks) {
+        ASSERT_TRUE(c.hasFaces());
+        for (uint32_t n = 0; n < c.sampleCount(); ++n) {
+            const Box3<float> cell = c.getSampleBox(n);
+            bool meetsSolid = true;
+            bool withinOpenSolid = true;
+            for (unsigned a = 0; a < 3; ++a) {
+                meetsSolid = meetsSolid && cell.max[a] >= solid.min[a] && cell.min[a] <= solid.max[a];
+                withinOpenSolid = withinOpenSolid && cell.min[a] > solid.min[a] && cell.max[a] < solid.max[a];
+            }
+            const bool expected = meetsSolid && !withinOpenSolid;
+            EXPECT_EQ(c.isSurface(n), expected) << cell.min.x << " " << cell.min.y << " " << cell.min.z;
+            surface += c.isSurface(n);
+            EXPECT_EQ(c.facesBegin(n) != c.facesEnd(n), c.isSurface(n));
+            for (const uint32_t* f = c.facesBegin(n); f != c.facesEnd(n); ++f) {
+                if (f + 1 != c.facesEnd(n)) {
+                    EXPECT_LT(*f, *(f + 1));
+                }
+                const Mesh::Triangle& t = box.getTriangles()[*f];
+                auto d = [&](uint32_t v) {
+                    const Vector3<float>& p = box.getVertices()[v];
+                    return Vector3<double>(p.x, p.y, p.z);
+                };
+                const Vector3<float> centre = cell.center();
+                EXPECT_TRUE(detail::triangleBoxOverlap({centre.x, centre.y, centre.z}, {0.5, 0.5, 0.5}, d(t.first),
+                                                       d(t.second), d(t.third)));
+            }
+        }
+    }
+    EXPECT_GT(surface, 100u);
+}
+
+TEST(MeshVoxelizer3, ResultsDoNotDependOnThreadsOrChunkSize) {
+    const Lattice lattice = unitLattice(24, {-12, -12, -12});
+    const Mesh sphere = makeSphereMesh({0.5f, 0, 0}, 9.3f, 40, 20);
+    std::set<std::tuple<unsigned, unsigned, unsigned, bool, bool>> reference;
+    for (unsigned threads : {1u, 4u}) {
+        for (unsigned edge : {5u, 16u}) {
+            MeshVoxelizer3<float> voxelizer(lattice);
+            voxelizer.setThreads(threads);
+            voxelizer.setChunkEdge(edge);
+            Array<MeshGrid3BoxesFaces<float>> chunks;
+            voxelizer.rasterize(sphere, regionsOf(sphere.getBox()), chunks);
+            std::set<std::tuple<unsigned, unsigned, unsigned, bool, bool>> cells;
+            for (const auto& c : chunks)
+                for (uint32_t n = 0; n < c.sampleCount(); ++n) {
+                    const Tuple3<unsigned> ijk = c.getSampleCell(n);
+                    cells.insert({ijk.first, ijk.second, ijk.third, c.isSurface(n), c.isInside(n)});
+                }
+            if (reference.empty())
+                reference = cells;
+            else
+                EXPECT_EQ(cells, reference) << threads << " " << edge;
+        }
+    }
+}
+
+TEST(MeshVoxelizer3, BadMeshesAndEmptyRegionsReportNothingOrAreIgnored) {
+    const Lattice lattice = unitLattice(8);
+    Array<Box3BoxesBits<float>> chunks;
+    const Mesh far = makeBoxMesh(Box3<float>({20, 20, 20}, {22, 22, 22}));
+    EXPECT_FALSE(rasterizeSolidMesh(far, lattice, regionsOf(far.getBox()), chunks, 2));
+    EXPECT_TRUE(chunks.empty());
+
+    Mesh broken = makeBoxMesh(Box3<float>({1, 1, 1}, {3, 3, 3}));
+    broken.addTriangle(0, 1, 999);
+    broken.refVertices()[0].x = std::nanf("");
+    Array<MeshGrid3BoxesFaces<float>> surface;
+    ASSERT_TRUE(rasterizeMesh(broken, lattice, regionsOf(Box3<float>({0, 0, 0}, {8, 8, 8})), surface, 2));
+    const Box3<float> nanBox(Vector3<float>(std::nanf(""), 0, 0), Vector3<float>(1, 1, 1));
+    EXPECT_FALSE(rasterizeSolidMesh(broken, lattice, regionsOf(nanBox), chunks, 1));
+}
+
+}  // namespace
+}  // namespace kelvar
