@@ -92,16 +92,16 @@ void Transform3Rts<T>::updateMatrices() {
 
 template <class T>
 void Transform3Rts<T>::writeBinary(unsigned char* out) const {
-    const T values[10] = {translation_.x, translation_.y, translation_.z, rotation_.x, rotation_.y,
+    const T values[kBinaryValueCount] = {translation_.x, translation_.y, translation_.z, rotation_.x, rotation_.y,
                           rotation_.z,    rotation_.w,    scale_.x,       scale_.y,    scale_.z};
-    out = storeLittleEndian(values, 10, out);
+    out = storeLittleEndian(values, kBinaryValueCount, out);
     *out = hasRotation_ ? 1 : 0;
 }
 
 template <class T>
 void Transform3Rts<T>::readBinary(const unsigned char* in) {
-    T values[10];
-    in = loadLittleEndian(values, 10, in);
+    T values[kBinaryValueCount];
+    in = loadLittleEndian(values, kBinaryValueCount, in);
     translation_ = {values[0], values[1], values[2]};
     rotation_ = {values[3], values[4], values[5], values[6]};
     hasRotation_ = *in != 0;

@@ -25,7 +25,8 @@ class KV_EXPORT Transform3Rts {
 public:
     // translation (3), rotation (4) and scale (3) as little-endian values,
     // then one byte for the rotation flag.
-    static constexpr std::size_t kBinarySize = 10 * sizeof(T) + 1;
+    static constexpr std::size_t kBinaryValueCount = 10;
+    static constexpr std::size_t kBinarySize = kBinaryValueCount * sizeof(T) + 1;
 
     Transform3Rts();
 
