@@ -39,7 +39,8 @@ ParticleSystem<T>::ParticleSystem(const ParticleSystem& other)
       lastUsedId(other.lastUsedId),
       particlesCount(other.particlesCount),
       particlesArray(other.particlesArray),
-      particlesArrayDirty(other.particlesArrayDirty) {}
+      particlesArrayDirty(other.particlesArrayDirty),
+      lastChunkSequence(other.lastChunkSequence) {}
 
 template <class T>
 ParticleSystem<T>& ParticleSystem<T>::operator=(const ParticleSystem& other) {
@@ -78,18 +79,19 @@ T& ParticleSystem<T>::addParticleSafe(const T& p) {
 
 template <class T>
 bool ParticleSystem<T>::remove(const unsigned int& id) {
-    Chunk* chunk = head;
+    Chunk* chunk = nullptr;
     uint32_t slot = kNoSlot;
-    bool hintIsBefore = false;
-    for (; chunk; chunk = nextChunk(chunk)) {
-        slot = findSlot(*chunk, id);
-        if (slot != kNoSlot) break;
-        if (chunk == firstChunkWithRoom) hintIsBefore = true;
+    for (Chunk* candidate : chunkIndex.candidates(id, head, tail)) {
+        slot = findSlot(*candidate, id);
+        if (slot != kNoSlot) {
+            chunk = candidate;
+            break;
+        }
     }
     if (!chunk) return false;
 
     releaseSlot(*chunk, slot);
-    if (firstChunkWithRoom && !hintIsBefore) firstChunkWithRoom = chunk;
+    if (firstChunkWithRoom && chunk->sequence <= firstChunkWithRoom->sequence) firstChunkWithRoom = chunk;
     if (chunk->isEmpty()) {
         if (firstChunkWithRoom == chunk) firstChunkWithRoom = nextChunk(chunk);
         unlinkChunk(chunk);
@@ -159,6 +161,7 @@ void ParticleSystem<T>::clear() {
     head = tail = nullptr;
     chunkCount = 0;
     firstChunkWithRoom = nullptr;
+    chunkIndex.invalidate();
     particlesArray.clear();
     lastUsedId = 0;
     particlesCount = 0;
@@ -167,7 +170,7 @@ void ParticleSystem<T>::clear() {
 
 template <class T>
 T& ParticleSystem<T>::find(const unsigned int& id) {
-    for (Chunk* chunk = head; chunk; chunk = nextChunk(chunk)) {
+    for (Chunk* chunk : chunkIndex.candidates(id, head, tail)) {
         const uint32_t slot = findSlot(*chunk, id);
         if (slot != kNoSlot) return chunk->entries[slot].particle;
     }
@@ -227,8 +230,11 @@ T& ParticleSystem<T>::takeSlot(const uint32_t& id) {
     taken.released = false;
     taken.particle.id = id;
     --chunk->freeSlots;
-    chunk->minId = std::min(chunk->minId, id);
-    chunk->maxId = std::max(chunk->maxId, id);
+    if (id < chunk->minId || id > chunk->maxId) {
+        chunk->minId = std::min(chunk->minId, id);
+        chunk->maxId = std::max(chunk->maxId, id);
+        chunkIndex.noteWidened(*chunk);
+    }
     ++particlesCount;
     particlesArrayDirty = true;
     return taken.particle;
@@ -305,6 +311,7 @@ void ParticleSystem<T>::releaseSlot(Chunk& chunk, const uint32_t& slot) {
 
 template <class T>
 void ParticleSystem<T>::appendChunk(Chunk* chunk) {
+    chunk->sequence = ++lastChunkSequence;
     if (!head) {
         head = tail = chunk;
         chunk->prev = chunk->next = chunk;
@@ -329,7 +336,10 @@ void ParticleSystem<T>::unlinkChunk(Chunk* chunk) {
         if (chunk == tail) tail = chunk->prev;
     }
     chunk->prev = chunk->next = nullptr;
+    chunk->sequence = 0;
+    chunk->indexSlot = Chunk::kNoIndexSlot;
     --chunkCount;
+    chunkIndex.invalidate();
 }
 
 template class ParticleSystem<fluid::MAC_Particle3>;

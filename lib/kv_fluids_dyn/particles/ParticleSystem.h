@@ -6,6 +6,7 @@
 #include "kv_basic/ArrayOfPtr.h"
 #include "kv_basic/Export.h"
 #include "kv_fluids_dyn/particles/MAC_Particle3.h"
+#include "kv_fluids_dyn/particles/ParticleChunkIndex.h"
 #include "kv_fluids_dyn/particles/ParticleSystemChunk.h"
 #include "kv_fluids_dyn/particles/ParticleSystemIterator.h"
 
@@ -20,8 +21,10 @@ class ParticleChunkPool;
 // particle only marks its slot released, so it never moves another particle.
 // Ids come from a counter (addParticle()) and are unique per system until
 // clear(). A chunk is sorted by id lazily, on the first lookup after an add,
-// and searched by bisection; the batch remove buckets ids by id >> 13 so each
-// id is only looked for in chunks whose id range can hold it.
+// and searched by bisection. Lookups visit, in list order, only the chunks
+// whose id range can hold the id: find and remove(id) ask a range index for
+// them, the batch remove buckets ids by id >> 13. New particles go to the
+// first chunk in list order with a free slot.
 //
 // Pointers to particles stay valid until the particle is removed or a lookup
 // re-sorts its chunk (find/remove after an add into that chunk); the cached
@@ -109,6 +112,8 @@ private:
     // Every chunk before this one in list order is full; null means no
     // chunk is known to have room, so the search starts at the head.
     Chunk* firstChunkWithRoom = nullptr;
+    uint64_t lastChunkSequence = 0;
+    ParticleChunkIndex<T> chunkIndex;
 };
 
 extern template class ParticleSystem<fluid::MAC_Particle3>;

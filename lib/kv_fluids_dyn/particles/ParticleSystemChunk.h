@@ -23,12 +23,15 @@ template <class T>
 struct ParticleSystemChunk {
     static constexpr uint32_t kSlots = 8192;
     static constexpr uint32_t kNoId = 0xFFFFFFFFu;
+    static constexpr uint32_t kNoIndexSlot = 0xFFFFFFFFu;
 
     ParticleSystemChunk() { entries.reserve(kSlots); }
 
     // Back to the state of a fresh chunk; the slot storage is kept.
     void reset() {
         prev = next = nullptr;
+        sequence = 0;
+        indexSlot = kNoIndexSlot;
         entries.clear();
         minId = kNoId;
         maxId = 0;
@@ -50,6 +53,11 @@ struct ParticleSystemChunk {
     // Every slot below this index is live: where the search for a released
     // slot to reuse starts.
     uint32_t scanFrom = 0;
+    // Position in the list: grows with every chunk linked at the tail, so
+    // list order is sequence order; 0 while unlinked.
+    uint64_t sequence = 0;
+    // Entry of this chunk in the system's ParticleChunkIndex, if any.
+    uint32_t indexSlot = kNoIndexSlot;
 };
 
 }  // namespace kelvar
