@@ -14,7 +14,7 @@ using Cell = LBM_SolidCell3<float>;
 using Pool = CellPool<Cell>;
 constexpr uint32_t kChunk = Pool::kChunkSize;
 
-TEST(CellPool, ReusesTheLastReleasedCellFirstAndKeepsItsState) {
+TEST(DomainCellPool, ReusesTheLastReleasedCellFirstAndKeepsItsState) {
     Pool pool;
     Cell* a = pool.acquire();
     pool.acquire();
@@ -31,7 +31,7 @@ TEST(CellPool, ReusesTheLastReleasedCellFirstAndKeepsItsState) {
     EXPECT_EQ(pool.getCount(), 4u);
 }
 
-TEST(CellPool, RewindsWhenTheLastCellComesBackAcrossChunks) {
+TEST(DomainCellPool, RewindsWhenTheLastCellComesBackAcrossChunks) {
     Pool pool;
     std::vector<Cell*> cells;
     for (uint32_t n = 0; n < kChunk + 2; ++n) cells.push_back(pool.acquire());
@@ -47,7 +47,7 @@ TEST(CellPool, RewindsWhenTheLastCellComesBackAcrossChunks) {
     EXPECT_EQ(pool.getChunkCount(), 2u);  // memory is kept until clear()
 }
 
-TEST(CellPool, ClearKeepsOneFreshChunk) {
+TEST(DomainCellPool, ClearKeepsOneFreshChunk) {
     Pool pool;
     for (uint32_t n = 0; n < 2 * kChunk + 1; ++n) pool.acquire()->setFlags(7);
     EXPECT_EQ(pool.getChunkCount(), 3u);

@@ -30,7 +30,7 @@ bool onBoundary(const Grid3<LBM_Cell3<float>, float>& grid, unsigned i, unsigned
     return i == 0 || j == 0 || k == 0 || i + 1 == grid.getNx() || j + 1 == grid.getNy() || k + 1 == grid.getNz();
 }
 
-TEST(DomainBoundary, EveryFaceCellWalledOnceAndNoneInside) {
+TEST(DomainWalls, EveryFaceCellWalledOnceAndNoneInside) {
     const unsigned int shapes[][4] = {{2, 2, 2, 8}, {3, 3, 3, 26}, {4, 4, 4, 56}, {4, 5, 6, 120 - 24}};
     for (const auto& shape : shapes) {
         MAC_LBM_Fluid3 fluid;
@@ -56,7 +56,7 @@ TEST(DomainBoundary, EveryFaceCellWalledOnceAndNoneInside) {
     }
 }
 
-class Neighbours : public ::testing::Test {
+class DomainNeighbours : public ::testing::Test {
 protected:
     void SetUp() override {
         sizeGrid(fluid, 3, 4, 5);
@@ -68,7 +68,7 @@ protected:
     LBM_Cell3<float> cells[60];
 };
 
-TEST_F(Neighbours, LatticeOrderPrefixesAndEveryForm) {
+TEST_F(DomainNeighbours, LatticeOrderPrefixesAndEveryForm) {
     MAC_LBM_Fluid3::NeighborArray out(18), byIndex(18), byTuple(18);
     fluid.getNeighborCells(1u, 2u, 2u, fluid.getGrid(), out);
     fluid.getNeighborCells(fluid.getGrid().index(1, 2, 2), fluid.getGrid(), byIndex);
@@ -95,7 +95,7 @@ TEST_F(Neighbours, LatticeOrderPrefixesAndEveryForm) {
     EXPECT_EQ(longer[18], &marker);
 }
 
-TEST_F(Neighbours, BordersGiveNullAndNeverWrap) {
+TEST_F(DomainNeighbours, BordersGiveNullAndNeverWrap) {
     MAC_LBM_Fluid3::NeighborArray low(18), high(18);
     fluid.getNeighborCells(0u, 0u, 0u, fluid.getGrid(), low);
     fluid.getNeighborCells(2u, 3u, 4u, fluid.getGrid(), high);  // the opposite corner
@@ -108,7 +108,7 @@ TEST_F(Neighbours, BordersGiveNullAndNeverWrap) {
     }
 }
 
-TEST(CellEquality, RulesPerType) {
+TEST(DomainCellEquality, RulesPerType) {
     PoolFluid fluid;
     EXPECT_TRUE(fluid.areCellsEqual(nullptr, nullptr));
 
@@ -158,7 +158,7 @@ TEST(CellEquality, RulesPerType) {
     EXPECT_FALSE(fluid.areCellsEqual(&u, &v));
 }
 
-TEST(CellRelease, LiquidAndSolidCellsGoBackToTheirPools) {
+TEST(DomainCellRelease, LiquidAndSolidCellsGoBackToTheirPools) {
     PoolFluid fluid;
     LBM_Q19_MAC_Cell3F* a = fluid.acquireLiquidCell();
     LBM_Q19_MAC_Cell3F* b = fluid.acquireLiquidCell();
@@ -190,7 +190,7 @@ TEST(CellRelease, LiquidAndSolidCellsGoBackToTheirPools) {
     EXPECT_EQ(fluid.acquireSolidCell(), wall);
 }
 
-TEST(FluidInitialize, EmptiesGridPoolsParticlesAndAccumulators) {
+TEST(DomainInitialize, EmptiesGridPoolsParticlesAndAccumulators) {
     PoolFluid fluid;
     sizeGrid(fluid, 3, 3, 3);
     fluid.setDomainBoundaryCells();
@@ -211,7 +211,7 @@ TEST(FluidInitialize, EmptiesGridPoolsParticlesAndAccumulators) {
     EXPECT_EQ(fluid.getSolverContext().getDt(), 0.5f);  // only the accumulators are reset
 }
 
-class Interpolation : public ::testing::Test {
+class DomainInterpolation : public ::testing::Test {
 protected:
     // A 4 x 4 x 4 grid of liquid cells whose velocity is linear in the cell
     // centre: v = A p + b.
@@ -235,7 +235,7 @@ protected:
     LBM_Q19_MAC_Cell3F cells[64];
 };
 
-TEST_F(Interpolation, ReproducesALinearFieldBetweenCellCentres) {
+TEST_F(DomainInterpolation, ReproducesALinearFieldBetweenCellCentres) {
     const Vector3<float> points[] = {
         {0, 0, 0}, {-0.5f, -0.5f, -0.5f}, {0.3f, -0.7f, 1.1f}, {-1.2f, 0.9f, 0.2f}, {1.49f, 1.2f, -1.4f},
         {0.25f, 0.75f, -0.25f},
@@ -248,7 +248,7 @@ TEST_F(Interpolation, ReproducesALinearFieldBetweenCellCentres) {
     EXPECT_EQ(fluid.evalVelocityAt(centre), fluid.getVelocityAt(centre));
 }
 
-TEST_F(Interpolation, NonLiquidCornersTakeTheVelocityOfTheHostCell) {
+TEST_F(DomainInterpolation, NonLiquidCornersTakeTheVelocityOfTheHostCell) {
     // Empty every cell around the host cell (2, 2, 2): the result is the
     // host's velocity wherever p lies in it.
     const auto& grid = fluid.getGrid();
@@ -262,7 +262,7 @@ TEST_F(Interpolation, NonLiquidCornersTakeTheVelocityOfTheHostCell) {
     EXPECT_EQ(fluid.evalVelocityAt({0.2f, 0.9f, 0.6f}), Vector3<float>());
 }
 
-TEST(FluidCopy, ShallowCopySharesCellsButNotPools) {
+TEST(DomainCopy, ShallowCopySharesCellsButNotPools) {
     PoolFluid source;
     sizeGrid(source, 3, 3, 3);
     source.setDomainBoundaryCells();

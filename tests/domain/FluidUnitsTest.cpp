@@ -14,7 +14,7 @@ Vector3<unsigned int> counts(const MAC_LBM_Fluid3& fluid) {
     return {fluid.getGrid().getNx(), fluid.getGrid().getNy(), fluid.getGrid().getNz()};
 }
 
-TEST(FluidDefaults, ParametersGridAndState) {
+TEST(DomainDefaults, ParametersGridAndState) {
     const MAC_LBM_Fluid3 fluid;
     EXPECT_EQ(fluid.getViscosity(), 1.0e-5f);
     EXPECT_EQ(fluid.getMaxSpeed(), 1480.0f);
@@ -37,7 +37,7 @@ TEST(FluidDefaults, ParametersGridAndState) {
     EXPECT_EQ(fluid.getDirtyFlags().get(), 0u);
 }
 
-TEST(FluidGrid, SetResolutionRelaysTheGridInCells) {
+TEST(DomainPlacement, SetResolutionRelaysTheGridInCells) {
     MAC_LBM_Fluid3 fluid;
     fluid.setScale({2, 1, 1});
     fluid.setResolution(8);
@@ -52,7 +52,7 @@ TEST(FluidGrid, SetResolutionRelaysTheGridInCells) {
     EXPECT_NEAR(fluid.worldToGridLength(1.0f), 2.0f, 1e-6f);
 }
 
-TEST(FluidGrid, PlacementFollowsTheGrownBoxPositionAndRotation) {
+TEST(DomainPlacement, PlacementFollowsTheGrownBoxPositionAndRotation) {
     MAC_LBM_Fluid3 fluid;
     fluid.setScale({1, 1, 1.2f});  // 2 x 2 x 3 cells of 0.5 overshoot the 1.2 on z
     fluid.setResolution(8);
@@ -74,7 +74,7 @@ TEST(FluidGrid, PlacementFollowsTheGrownBoxPositionAndRotation) {
     expectNear(fluid.gridToWorldPosition({1, 1, 1.5f}), {1.0f, 1.0f, 1.5f});
 }
 
-TEST(FluidUnits, VectorsKeepTheirLengthUnderNonUniformScaleAndRotation) {
+TEST(DomainUnits, VectorsKeepTheirLengthUnderNonUniformScaleAndRotation) {
     MAC_LBM_Fluid3 fluid;
     fluid.setScale({1, 2, 3});
     fluid.setRotation({30, 45, 60});
@@ -106,7 +106,7 @@ TEST(FluidUnits, VectorsKeepTheirLengthUnderNonUniformScaleAndRotation) {
     EXPECT_FLOAT_EQ(fluid.gridToWorldMass(fluid.worldToGridMass(0.7f)), 0.7f);
 }
 
-TEST(FluidUnits, WorldToGridTurnsByTheInverseRotation) {
+TEST(DomainUnits, WorldToGridTurnsByTheInverseRotation) {
     MAC_LBM_Fluid3 fluid;
     fluid.setScale({1, 3, 1});
     fluid.setRotation({0, 0, 90});
@@ -117,7 +117,7 @@ TEST(FluidUnits, WorldToGridTurnsByTheInverseRotation) {
     expectNear(fluid.gridToWorldVelocity({0, -1, 0}), {2, 0, 0}, 1e-6f);
 }
 
-TEST(FluidUnits, OrientedBoxIntoGridSpace) {
+TEST(DomainUnits, OrientedBoxIntoGridSpace) {
     MAC_LBM_Fluid3 fluid;
     fluid.setScale({2, 1, 1});
     fluid.setResolution(8);  // one world unit is two cells
@@ -136,7 +136,7 @@ TEST(FluidUnits, OrientedBoxIntoGridSpace) {
     expectNear(inGrid.halfExtent, {0.5f, 1.0f, 2.0f});
 }
 
-TEST(FluidVelocity, LookupByIndexAndPosition) {
+TEST(DomainVelocity, LookupByIndexAndPosition) {
     MAC_LBM_Fluid3 fluid;
     fluid.setResolution(27);  // 3 x 3 x 3, box -1.5 .. 1.5
     LBM_Q19_MAC_Cell3F liquid;

@@ -13,7 +13,7 @@ Box3<float> centredBox(const Vector3<float>& extent) {
     return Box3<float>(extent * -0.5f, extent * 0.5f);
 }
 
-TEST(Grid3, CountsFollowTheTruncatedCubeRootPlusOne) {
+TEST(DomainGrid3, CountsFollowTheTruncatedCubeRootPlusOne) {
     // The edge comes out just above the exact cube root, so boxes of whole
     // edges keep their count; the +1 after the truncation gives even an exact
     // fit one extra cell (N = 1 on the unit box yields 2 per axis).
@@ -40,7 +40,7 @@ TEST(Grid3, CountsFollowTheTruncatedCubeRootPlusOne) {
     }
 }
 
-TEST(Grid3, CubicCellsRecentreTheBoxOnWholeCells) {
+TEST(DomainGrid3, CubicCellsRecentreTheBoxOnWholeCells) {
     Grid grid;
     grid.set(Box3<float>({1, 2, 3}, {3, 3, 4.2f}), 8, true);  // counts (3, 2, 2), cubic edge 2/3
     EXPECT_EQ(grid.getNz(), 2u);
@@ -58,7 +58,7 @@ TEST(Grid3, CubicCellsRecentreTheBoxOnWholeCells) {
     EXPECT_EQ(uneven.getBox(), Box3<float>({0, 0, 0}, {1, 2, 3}));
 }
 
-TEST(Grid3, RelayMeasuresInCellsAndLocatesByTruncation) {
+TEST(DomainGrid3, RelayMeasuresInCellsAndLocatesByTruncation) {
     Grid grid;
     grid.set(centredBox({2, 1, 1}), 8, true);
     grid.relay(1.0f);
@@ -77,7 +77,7 @@ TEST(Grid3, RelayMeasuresInCellsAndLocatesByTruncation) {
     EXPECT_FALSE(grid.locate({1e12f, 0.0f, 0.0f}, ijk));
 }
 
-TEST(Grid3, CellArrayOnlyGrowsAndStrayIndicesAreClamped) {
+TEST(DomainGrid3, CellArrayOnlyGrowsAndStrayIndicesAreClamped) {
     Grid grid;
     grid.set(centredBox({1, 1, 1}), 27, true);
     grid.resizeCells();
