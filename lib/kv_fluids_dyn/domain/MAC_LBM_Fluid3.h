@@ -52,8 +52,7 @@ public:
     MAC_LBM_Fluid3& operator=(const MAC_LBM_Fluid3& other);
     ~MAC_LBM_Fluid3() override;
 
-    // Forcing, checkpoints, emission, obstacles and sinks are provided by
-    // later work; until then these do nothing and report failure or nothing.
+    // Not implemented yet: these do nothing; the checkpoint calls return false.
     void addForce(const Vector3<float>& position, const Vector3<float>& force) override;
     void addForce(const Vector3<float>& force) override;
     void setForce(const Vector3<float>& position, const Vector3<float>& force) override;
@@ -67,6 +66,7 @@ public:
     // Sizes the grid, then the VOF field to one value per cell.
     void setResolution(const unsigned int& requestedCount) override;
 
+    // Not implemented yet: these do nothing and leave their outputs empty.
     virtual void setFluidCells(const Mesh& mesh, const Vector3<float>& velocity, const float& jitter, const int& seed,
                                const unsigned short& id);
     virtual void setStaticSolidCells(const ArrayOfPtr<const Mesh, KV_NO>& meshes, const Array<FrictionData>& friction);
@@ -83,6 +83,7 @@ public:
     virtual void getNeighborCells(const unsigned int& i, const unsigned int& j, const unsigned int& k,
                                   const GridType& grid, NeighborArray& out) const;
 
+    // Not implemented yet, like the operations above.
     virtual void getFluidCellsInSolidContactAsParticles(Array<MAC_Particle3>& particles) const;
     virtual void addAcceleration(const Vector3<float>& position, const Vector3<float>& acceleration);
     virtual void addAcceleration(const Vector3<float>& acceleration);
