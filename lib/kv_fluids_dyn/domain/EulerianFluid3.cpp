@@ -18,16 +18,19 @@ constexpr float kTinyLengthSquared = 1e-28f;
 // Below this norm a quaternion is treated as no rotation at all.
 constexpr float kTinyQuaternionNorm = 1e-14f;
 
-// Turns v by `rotation` and returns the unit direction, with v's length in
-// `length`. Renormalising after the turn keeps rounding in the rotation from
-// changing the length.
+// v divided by its length, or v itself when it is too short to divide by.
 template <class T>
-Vector3<T> turnedDirection(const Vector3<T>& v, const Quaternion<T>& rotation, T& length) {
+Vector3<T> normalisedIfLong(const Vector3<T>& v) {
     const T lengthSquared = v.lengthSquared();
-    length = std::sqrt(lengthSquared);
-    if (!(lengthSquared > T(kTinyLengthSquared))) return rotation.rotate(v);
-    const Vector3<T> turned = rotation.rotate(v / length);
-    return turned / turned.length();
+    return lengthSquared > T(kTinyLengthSquared) ? v / std::sqrt(lengthSquared) : v;
+}
+
+// Turns the direction of v by `rotation` and returns it with unit length.
+// Renormalising after the turn keeps rounding in the rotation from changing
+// the length; a vector too short to normalise comes out as short as it was.
+template <class T>
+Vector3<T> turnedDirection(const Vector3<T>& v, const Quaternion<T>& rotation) {
+    return normalisedIfLong(rotation.rotate(normalisedIfLong(v)));
 }
 
 template <class T>
@@ -228,16 +231,14 @@ Box3<T> EulerianFluid3<GridT, T>::worldSizingBox() const {
 
 template <class GridT, class T>
 Vector3<T> EulerianFluid3<GridT, T>::worldToGridVector(const Vector3<T>& v, const T& factor) const {
-    T length;
-    const Vector3<T> direction = turnedDirection(v, xformGridToWorld.getRotation().conjugate(), length);
-    return direction * (length * factor);
+    const Vector3<T> direction = turnedDirection(v, xformGridToWorld.getRotation().conjugate());
+    return direction * (v.length() * factor);
 }
 
 template <class GridT, class T>
 Vector3<T> EulerianFluid3<GridT, T>::gridToWorldVector(const Vector3<T>& v, const T& factor) const {
-    T length;
-    const Vector3<T> direction = turnedDirection(v, xformGridToWorld.getRotation(), length);
-    return direction * (length / factor);
+    const Vector3<T> direction = turnedDirection(v, xformGridToWorld.getRotation());
+    return direction * (v.length() / factor);
 }
 
 template class EulerianFluid3<Grid3<LBM_Cell3<float>, float>, float>;
