@@ -10,62 +10,29 @@ using namespace kelvar;
 using namespace kelvar::fluid;
 using namespace kelvar::fluid::test;
 
-TEST(LatticeCell, DefaultsOfEveryCellKind) {
-    const LBM_Q19_MAC_Cell3F cell;
-    EXPECT_EQ(cell.getType(), LBM_CELL_NONE);
-    EXPECT_EQ(cell.getVelocity(), Vector3<float>());
-    EXPECT_EQ(cell.getGridMonoindex(), 0xFFFFFFFFu);
-    EXPECT_EQ(cell.getDensity(), 0.0f);
-    EXPECT_EQ(cell.getForce(), Vector3<float>());
-    EXPECT_EQ(cell.getMass(), 0.0f);
-    EXPECT_EQ(cell.getEpsilon(), 0.0f);
-    EXPECT_EQ(cell.getFlags().get(), 0u);
-    EXPECT_EQ(cell.getArrReconstructBit().size(), kQ);
-    EXPECT_FALSE(cell.getArrReconstructBit().any());
+TEST(LatticeCell, DefaultsPredicatesAndEquality) {
+    EXPECT_EQ(LBM_Q19_MAC_Cell3F().getArrReconstructBit().size(), kQ);
+    EXPECT_EQ(LBM_SolidCell3<float>().getType(), LBM_CELL_SOLID);
+    EXPECT_EQ(LBM_SinkCell3<float>().getType(), LBM_CELL_SINK);
 
-    const LBM_SolidCell3<float> solid;
-    EXPECT_EQ(solid.getType(), LBM_CELL_SOLID);
-    EXPECT_EQ(solid.getFlags(), 0u);
-    EXPECT_EQ(solid.getWallFactor(), 0.0);
-
-    const LBM_SinkCell3<float> sink;
-    EXPECT_EQ(sink.getType(), LBM_CELL_SINK);
-    EXPECT_EQ(sink.getSinkId(), 0xFFFFFFFFu);
-    EXPECT_EQ(sink.getFlags(), 0u);
-}
-
-TEST(LatticeCell, TypePredicates) {
-    EXPECT_EQ(LBM_CELL_NONE, 0);
-    EXPECT_EQ(LBM_CELL_SOLID, 2);
-    EXPECT_EQ(LBM_CELL_EMPTY, 3);
-    EXPECT_EQ(LBM_CELL_FLUID, 4);
-    EXPECT_EQ(LBM_CELL_INTERFACE, 5);
-    EXPECT_EQ(LBM_CELL_SINK, 6);
-    LBM_Cell3<float> cell;
-    for (unsigned char code = 0; code <= 6; ++code) {
-        cell.setType(code);
-        EXPECT_EQ(cell.isFluid(), code == 4 || code == 5) << int(code);
-        EXPECT_EQ(cell.isInterface(), code == 5) << int(code);
-        EXPECT_EQ(cell.isSolid(), code == 2) << int(code);
-        EXPECT_EQ(cell.isSink(), code == 6) << int(code);
-    }
-}
-
-TEST(LatticeCell, EqualityIgnoresGridIndexAndFailsOnNaN) {
     LBM_Cell3<float> a;
-    LBM_Cell3<float> b;
-    a.setType(LBM_CELL_FLUID);
-    b.setType(LBM_CELL_FLUID);
-    a.setVelocity({0.1f, 0.2f, 0.3f});
-    b.setVelocity({0.1f, 0.2f, 0.3f});
+    for (unsigned char code = 0; code <= 6; ++code) {
+        a.setType(code);
+        EXPECT_EQ(a.isFluid(), code == LBM_CELL_FLUID || code == LBM_CELL_INTERFACE) << int(code);
+        EXPECT_EQ(a.isInterface(), code == LBM_CELL_INTERFACE) << int(code);
+        EXPECT_EQ(a.isSolid(), code == LBM_CELL_SOLID) << int(code);
+        EXPECT_EQ(a.isSink(), code == LBM_CELL_SINK) << int(code);
+    }
+
+    // Equal type and velocity make equal cells, whatever their grid index.
+    LBM_Cell3<float> b = a;
     a.setGridMonoindex(7);
     b.setGridMonoindex(8);
+    b.setVelocity({0.0f, 0.0f, -0.0f});
     EXPECT_TRUE(a == b);
     b.setType(LBM_CELL_INTERFACE);
     EXPECT_FALSE(a == b);
-    b = a;
-    EXPECT_EQ(b.getGridMonoindex(), 7u);
-    a.setVelocity({std::nanf(""), 0.2f, 0.3f});
+    a.setVelocity({std::nanf(""), 0.0f, 0.0f});
     EXPECT_FALSE(a == a);
 }
 
@@ -88,7 +55,8 @@ TEST(LatticeCell, InitializeRestoresRestStateAtWeights) {
     }
     EXPECT_EQ(bitsOf(cell.getDensity()), bitsOf(runningSum));
     cell.setDensity(0.0f);
-    EXPECT_EQ(bitsOf(cell.computeDensity()), bitsOf(runningSum));
+    cell.updateDensity();
+    EXPECT_EQ(bitsOf(cell.getDensity()), bitsOf(runningSum));
     EXPECT_EQ(cell.computeVelocity(), Vector3<float>());
 }
 
@@ -120,10 +88,7 @@ TEST(LatticeCell, InitialVelocityGivesMomentsOfTheIncompressibleEquilibrium) {
     EXPECT_NEAR(cell.sumOfSlots(), 1.2f, 1e-6f);
     // Incompressible form: the first moment is u, so the velocity is u / rho.
     const Vector3<float> v = cell.computeVelocity();
-    EXPECT_NEAR(v.x, 0.04f / 1.2f, 1e-6f);
-    EXPECT_NEAR(v.y, -0.03f / 1.2f, 1e-6f);
-    EXPECT_NEAR(v.z, 0.02f / 1.2f, 1e-6f);
-    for (unsigned i = 0; i < kQ; ++i) EXPECT_EQ(cell.getPdfAt(i), cell.calcFeq(i, 1.2f, u));
+    for (unsigned k = 0; k < 3; ++k) EXPECT_NEAR(v[k], u[k] / 1.2f, 1e-6f) << k;
 
     const Vector3<float> du{0.01f, 0.01f, -0.02f};
     cell.addVelocity(du);
@@ -136,29 +101,26 @@ TEST(LatticeCell, InitialVelocityGivesMomentsOfTheIncompressibleEquilibrium) {
     EXPECT_EQ(cell.computeVelocity(slots), cell.computeVelocity());
 }
 
-TEST(LatticeCell, CopiesAndForces) {
+TEST(LatticeCell, CopiesTakeEveryFieldAndCopyPdfsOnlySlotsAndDensity) {
     ProbeCell source;
     source.initialize();
     source.setInitialVelocity({0.1f, 0.0f, 0.0f});
     source.setType(LBM_CELL_INTERFACE);
-    source.setForce({0.0f, -0.001f, 0.0f});
-    source.addForce({0.002f, -0.001f, 0.5f});
-    EXPECT_EQ(source.getForce(), Vector3<float>(0.002f, -0.001f - 0.001f, 0.5f));
-    source.setMass(0.25f);
+    source.setForce({0.0f, -0.25f, 0.0f});
+    source.addForce({0.5f, -0.25f, 0.0f});
+    EXPECT_EQ(source.getForce(), Vector3<float>(0.5f, -0.5f, 0.0f));
     source.setEpsilon(0.5f);
     source.refFlags().set(MAC_FLAG_SKY);
     source.refArrReconstructBit().set(4);
 
     const ProbeCell copy(source);
     for (unsigned i = 0; i < kQ; ++i) EXPECT_EQ(copy.getPdfAt(i), source.getPdfAt(i));
-    EXPECT_EQ(copy.getType(), LBM_CELL_INTERFACE);
+    EXPECT_TRUE(copy == source);
     EXPECT_EQ(copy.getForce(), source.getForce());
-    EXPECT_EQ(copy.getMass(), 0.25f);
     EXPECT_EQ(copy.getEpsilon(), 0.5f);
-    EXPECT_TRUE(copy.getFlags().test(MAC_FLAG_SKY));
+    EXPECT_EQ(copy.getFlags(), source.getFlags());
     EXPECT_TRUE(copy.getArrReconstructBit().test(4));
 
-    // copyPdfs takes slots and density only.
     ProbeCell target;
     target.initialize();
     target.setVelocity({0.0f, 0.3f, 0.0f});

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <utility>
 #include <vector>
 
 #include "LatticeTestSupport.h"
@@ -11,6 +12,8 @@ using namespace kelvar::fluid;
 using namespace kelvar::fluid::test;
 
 namespace {
+
+using Neighbours = LBM_Q19_MAC_Cell3F::Neighbours;
 
 // A liquid cell of the given type with every slot set to a distinct value.
 ProbeCell liquid(unsigned char type, float scale = 1.0f) {
@@ -28,6 +31,12 @@ LBM_SolidCell3<float> wall(double factor, Vector3<float> velocity = {}) {
     return w;
 }
 
+Neighbours around(std::initializer_list<std::pair<unsigned, LBM_Cell3<float>*>> cells) {
+    Neighbours n = noNeighbours();
+    for (const auto& [direction, cell] : cells) n[direction] = cell;
+    return n;
+}
+
 // What the collision does first: back from the swapped to the natural layout.
 void unswap(ProbeCell& c) {
     for (unsigned s : c.getStreamIndices()) {
@@ -41,12 +50,10 @@ void unswap(ProbeCell& c) {
 
 TEST(LatticeFreeSurface, SwapStreamingMovesAPulseOneCellPerStep) {
     constexpr unsigned kCells = 6;
-    std::vector<ProbeCell> row(kCells);
-    std::vector<LBM_Q19_MAC_Cell3F::Neighbours> links(kCells, noNeighbours());
+    std::vector<ProbeCell> row(kCells, liquid(LBM_CELL_FLUID, 0.0f));
+    std::vector<Neighbours> links(kCells, noNeighbours());
     for (unsigned k = 0; k < kCells; ++k) {
-        row[k].initialize();
         row[k].setType(k % 2 ? LBM_CELL_FLUID : LBM_CELL_INTERFACE);
-        for (unsigned i = 0; i < kQ; ++i) row[k].setPdfAt(i, 0.0f);
         if (k + 1 < kCells) links[k][1] = &row[k + 1];
         if (k > 0) links[k][3] = &row[k - 1];
     }
@@ -66,11 +73,8 @@ TEST(LatticeFreeSurface, SwapStreamingMovesAPulseOneCellPerStep) {
         EXPECT_EQ(row[2].getPdfAt(step % 2 ? 4 : 2), 0.25f);
         EXPECT_EQ(total, 1.75f);
     }
-    // Interior cells miss everything but their x neighbours.
-    EXPECT_FALSE(row[2].getArrReconstructBit().test(1));
-    EXPECT_FALSE(row[2].getArrReconstructBit().test(3));
-    EXPECT_TRUE(row[2].getArrReconstructBit().test(4));
-    EXPECT_FALSE(row[2].getArrReconstructBit().test(0));
+    // An interior cell of the row misses everything but its x neighbours.
+    for (unsigned i = 0; i < kQ; ++i) EXPECT_EQ(row[2].getArrReconstructBit().test(i), i != 0 && i != 1 && i != 3);
 }
 
 TEST(LatticeFreeSurface, MissingAndSinkNeighboursAreRebuiltFromTheGasEquilibrium) {
@@ -79,68 +83,66 @@ TEST(LatticeFreeSurface, MissingAndSinkNeighboursAreRebuiltFromTheGasEquilibrium
     lone.refArrReconstructBit().set(0);  // stale bits are cleared first
     const float rest = lone.getPdfAt(0);
     lone.streamPassFluid(noNeighbours());
-    for (unsigned i = 1; i < kQ; ++i) EXPECT_TRUE(lone.getArrReconstructBit().test(i)) << i;
-    EXPECT_FALSE(lone.getArrReconstructBit().test(0));
+    for (unsigned i = 0; i < kQ; ++i) EXPECT_EQ(lone.getArrReconstructBit().test(i), i != 0) << i;
     lone.reconstructPdfs(noNeighbours());
     EXPECT_EQ(lone.getPdfAt(0), rest);
     for (unsigned o = 1; o < kQ; ++o) EXPECT_EQ(lone.getPdfAt(o), lone.calcFeq(kOpp[o])) << o;
 
-    // Liquid all round but a sink at +x: only slot 3 is rebuilt, and the sink
-    // is never swapped with.
+    // Liquid all round but a sink at +x: only bit 3 is set, the sink is never
+    // swapped with, and the missing -x distribution is rebuilt in slot 1.
     ProbeCell cell = liquid(LBM_CELL_FLUID);
+    cell.setVelocity({0.01f, 0.0f, 0.0f});
     std::vector<ProbeCell> others(kQ, liquid(LBM_CELL_FLUID, 2.0f));
     LBM_SinkCell3<float> sink;
-    LBM_Q19_MAC_Cell3F::Neighbours n = noNeighbours();
-    for (unsigned i = 1; i < kQ; ++i) n[i] = &others[i];
+    Neighbours n = noNeighbours();
+    for (unsigned i = 2; i < kQ; ++i) n[i] = &others[i];
     n[1] = &sink;
     const float outgoingX = cell.getPdfAt(1);
-    cell.setVelocity({0.01f, 0.0f, 0.0f});
     cell.streamPassFluid(n);
     for (unsigned i = 0; i < kQ; ++i) EXPECT_EQ(cell.getArrReconstructBit().test(i), i == 3) << i;
     EXPECT_EQ(cell.getPdfAt(1), outgoingX);
     EXPECT_EQ(cell.getPdfAt(2), 10.0f / 64.0f);  // swapped with +y
     EXPECT_EQ(others[2].getPdfAt(4), 3.0f / 64.0f);
-
-    // Bit 3: the -x distribution from the sink side is missing; in the
-    // swapped layout it belongs in slot 1, which still holds the outgoing one.
     cell.reconstructPdfs(n);
     EXPECT_EQ(cell.getPdfAt(1), cell.calcFeq(1) + cell.calcFeq(3) - outgoingX);
 }
 
-TEST(LatticeFreeSurface, AxisWallsBounceBackWithTheMovingWallTerm) {
+TEST(LatticeFreeSurface, WallsBounceBackWithTheMovingWallTerm) {
     ProbeCell cell = liquid(LBM_CELL_FLUID);
-    LBM_SolidCell3<float> still = wall(1.0);
-    LBM_SolidCell3<float> moving = wall(1.0, {0.1f, 0.2f, -0.3f});
-    LBM_Q19_MAC_Cell3F::Neighbours n = noNeighbours();
-    n[1] = &still;
-    n[5] = &moving;
-    const float slot1 = cell.getPdfAt(1);
-    const float slot5 = cell.getPdfAt(5);
+    ProbeCell below = liquid(LBM_CELL_FLUID, 3.0f);
+    LBM_SolidCell3<float> right = wall(0.0);
+    LBM_SolidCell3<float> front = wall(1.0, {0.1f, 0.2f, -0.3f});
+    LBM_SolidCell3<float> corner10 = wall(0.0);
+    LBM_SolidCell3<float> corner11 = wall(0.0, {0.0f, 0.0f, -0.25f});
+    const Neighbours n = around({{1, &right}, {4, &below}, {5, &front}, {10, &corner10}, {11, &corner11}});
+    const ProbeCell before = cell;
+    const ProbeCell belowBefore = below;
     cell.streamPassFluid(n);
-    EXPECT_EQ(cell.getPdfAt(1), slot1);  // solids are skipped by the swap
+    EXPECT_EQ(cell.getPdfAt(1), before.getPdfAt(1));  // solids are skipped by the swap
     cell.streamPassSolid(n);
-    EXPECT_EQ(cell.getPdfAt(1), slot1);
-    // Direction 6 points back from the wall: 6 w (c_6 . u) = 6/18 * 0.3.
-    EXPECT_NEAR(cell.getPdfAt(5), slot5 + 0.1f, 1e-7f);
+    EXPECT_EQ(cell.getPdfAt(1), before.getPdfAt(1));
+    // Direction 6 points back from the front wall: 6/18 * 0.3.
+    EXPECT_NEAR(cell.getPdfAt(5), before.getPdfAt(5) + 0.1f, 1e-7f);
+    // Both sides of the +x+z corner solid: 6/36 * 0.25 along direction 13.
+    EXPECT_NEAR(cell.getPdfAt(11), before.getPdfAt(11) + 0.25f / 6.0f, 1e-7f);
+    // Row 10 lists no mirror pair: +x-y along the +x wall is left alone.
+    EXPECT_EQ(cell.getPdfAt(10), before.getPdfAt(10));
+    EXPECT_EQ(below.getPdfAt(9), belowBefore.getPdfAt(9));
 }
 
-TEST(LatticeFreeSurface, DiagonalsSlideAlongFreeSlipWallsAndBounceInCorners) {
-    // Wall above (+y), liquid at +x: the +x+y distribution slides along the
-    // wall into the -x+y slot (8) of the +x neighbour, and vice versa.
+TEST(LatticeFreeSurface, DiagonalsSlideAlongFreeSlipWalls) {
+    // Wall above, liquid at +x: the +x+y distribution slides along the wall
+    // into the -x+y slot of the +x neighbour and that one comes back; factor 1
+    // bounces both back, factor 1/2 blends.
     for (double factor : {0.0, 1.0, 0.5}) {
         ProbeCell cell = liquid(LBM_CELL_INTERFACE);
         ProbeCell side = liquid(LBM_CELL_FLUID, 3.0f);
         LBM_SolidCell3<float> above = wall(factor);
         LBM_SolidCell3<float> corner = wall(factor);
         LBM_SolidCell3<float> otherCorner = wall(factor);
-        LBM_Q19_MAC_Cell3F::Neighbours n = noNeighbours();
-        n[1] = &side;
-        n[2] = &above;
-        n[7] = &corner;
-        n[8] = &otherCorner;
         const float s = cell.getPdfAt(7);
         const float t = side.getPdfAt(8);
-        cell.streamPassSolid(n);
+        cell.streamPassSolid(around({{1, &side}, {2, &above}, {7, &corner}, {8, &otherCorner}}));
         const float f = float(factor);
         EXPECT_EQ(side.getPdfAt(8), (1.0f - f) * s + t * f) << factor;
         EXPECT_EQ(cell.getPdfAt(7), s * f + (1.0f - f) * t) << factor;
@@ -149,56 +151,22 @@ TEST(LatticeFreeSurface, DiagonalsSlideAlongFreeSlipWallsAndBounceInCorners) {
     }
 
     // Wall at +x, liquid above: the +x+y distribution goes to slot 10 above.
-    {
-        ProbeCell cell = liquid(LBM_CELL_FLUID);
-        ProbeCell up = liquid(LBM_CELL_FLUID, 3.0f);
-        LBM_SolidCell3<float> right = wall(0.0);
-        LBM_SolidCell3<float> corner = wall(0.0, {0.0f, 0.0f, 0.5f});
-        LBM_Q19_MAC_Cell3F::Neighbours n = noNeighbours();
-        n[1] = &right;
-        n[2] = &up;
-        n[7] = &corner;
-        const float s = cell.getPdfAt(7);
-        const float t = up.getPdfAt(10);
-        cell.streamPassSolid(n);
-        EXPECT_EQ(up.getPdfAt(10), s);
-        EXPECT_EQ(cell.getPdfAt(7), t);
-    }
-
-    // Row 10 lists no mirror: +x-y against a wall at +x with liquid below
-    // is left alone. Both sides solid: bounce-back with the corner's motion.
-    {
-        ProbeCell cell = liquid(LBM_CELL_FLUID);
-        ProbeCell below = liquid(LBM_CELL_FLUID, 3.0f);
-        LBM_SolidCell3<float> right = wall(0.0);
-        LBM_SolidCell3<float> front = wall(0.0);
-        LBM_SolidCell3<float> corner10 = wall(0.0);
-        LBM_SolidCell3<float> corner11 = wall(0.0, {0.0f, 0.0f, -0.25f});
-        LBM_Q19_MAC_Cell3F::Neighbours n = noNeighbours();
-        n[1] = &right;
-        n[4] = &below;
-        n[5] = &front;
-        n[10] = &corner10;
-        n[11] = &corner11;
-        const ProbeCell before = cell;
-        const ProbeCell belowBefore = below;
-        cell.streamPassSolid(n);
-        EXPECT_EQ(cell.getPdfAt(10), before.getPdfAt(10));
-        EXPECT_EQ(below.getPdfAt(kOpp[10]), belowBefore.getPdfAt(kOpp[10]));
-        EXPECT_EQ(below.getPdfAt(9), belowBefore.getPdfAt(9));
-        // Direction 13 = (-1, 0, -1): 6/36 * 0.25.
-        EXPECT_NEAR(cell.getPdfAt(11), before.getPdfAt(11) + 0.25f / 6.0f, 1e-7f);
-    }
+    ProbeCell cell = liquid(LBM_CELL_FLUID);
+    ProbeCell up = liquid(LBM_CELL_FLUID, 3.0f);
+    LBM_SolidCell3<float> right = wall(0.0);
+    LBM_SolidCell3<float> corner = wall(0.0, {0.0f, 0.0f, 0.5f});
+    const float s = cell.getPdfAt(7);
+    const float t = up.getPdfAt(10);
+    cell.streamPassSolid(around({{1, &right}, {2, &up}, {7, &corner}}));
+    EXPECT_EQ(up.getPdfAt(10), s);
+    EXPECT_EQ(cell.getPdfAt(7), t);
 }
 
 TEST(LatticeFreeSurface, MassExchangeClampsAfterEveryExistingNeighbour) {
-    ProbeCell cell = liquid(LBM_CELL_INTERFACE);
-    for (unsigned i = 0; i < kQ; ++i) cell.setPdfAt(i, 0.0f);
+    ProbeCell cell = liquid(LBM_CELL_INTERFACE, 0.0f);
     std::vector<ProbeCell> others(kQ, liquid(LBM_CELL_FLUID, 0.0f));
-    LBM_Q19_MAC_Cell3F::Neighbours n = noNeighbours();
-
-    // Balanced exchange leaves the mass alone.
-    for (unsigned i = 1; i < kQ; ++i) {
+    Neighbours n = noNeighbours();
+    for (unsigned i = 1; i < kQ; ++i) {  // balanced exchange
         n[i] = &others[i];
         others[i].setPdfAt(i, 0.125f);
         cell.setPdfAt(kOpp[i], 0.125f);
@@ -207,19 +175,15 @@ TEST(LatticeFreeSurface, MassExchangeClampsAfterEveryExistingNeighbour) {
     cell.massExchange(n);
     EXPECT_EQ(cell.getMass(), 0.5f);
 
-    // +0.3125 from +x takes 0.9 above 1, -0.25 towards +y follows the clamp.
-    n = noNeighbours();
-    for (unsigned i = 0; i < kQ; ++i) cell.setPdfAt(i, 0.0f);
-    n[1] = &others[1];
-    n[2] = &others[2];
+    // 0.875 + 0.3125 is clamped to 1 before -0.25 towards +y; likewise at 0.
+    cell = liquid(LBM_CELL_INTERFACE, 0.0f);
+    n = around({{1, &others[1]}, {2, &others[2]}});
     others[1].setPdfAt(1, 0.3125f);
     others[2].setPdfAt(2, 0.0f);
     cell.setPdfAt(4, 0.25f);
     cell.setMass(0.875f);
     cell.massExchange(n);
     EXPECT_EQ(cell.getMass(), 0.75f);
-
-    // The same at the lower end.
     others[1].setPdfAt(1, 0.0f);
     cell.setPdfAt(3, 0.5f);
     others[2].setPdfAt(2, 0.375f);
@@ -228,30 +192,24 @@ TEST(LatticeFreeSurface, MassExchangeClampsAfterEveryExistingNeighbour) {
     cell.massExchange(n);
     EXPECT_EQ(cell.getMass(), 0.375f);
 
-    // Interface neighbours weigh by the mean fill fraction; solid ones add
-    // nothing but still clamp; absent ones do neither.
-    n = noNeighbours();
-    for (unsigned i = 0; i < kQ; ++i) cell.setPdfAt(i, 0.0f);
+    // Interface neighbours weigh by the mean fill fraction.
+    cell = liquid(LBM_CELL_INTERFACE, 0.0f);
     others[1].setType(LBM_CELL_INTERFACE);
     others[1].setPdfAt(1, 0.5f);
-    others[1].setEpsilon(0.0f);
-    cell.setEpsilon(0.0f);
-    n[1] = &others[1];
     cell.setMass(0.25f);
-    cell.massExchange(n);
+    cell.massExchange(around({{1, &others[1]}}));
     EXPECT_EQ(cell.getMass(), 0.25f);
     others[1].setEpsilon(0.5f);
     cell.setEpsilon(0.25f);
-    cell.massExchange(n);
+    cell.massExchange(around({{1, &others[1]}}));
     EXPECT_EQ(cell.getMass(), 0.25f + 0.375f * 0.5f);
 
+    // Other types exchange nothing but still clamp; absent ones do neither.
+    LBM_SolidCell3<float> solid = wall(1.0);
     cell.setMass(1.5f);
     cell.massExchange(noNeighbours());
     EXPECT_EQ(cell.getMass(), 1.5f);
-    LBM_SolidCell3<float> solid = wall(1.0);
-    n = noNeighbours();
-    n[6] = &solid;
-    cell.massExchange(n);
+    cell.massExchange(around({{6, &solid}}));
     EXPECT_EQ(cell.getMass(), 1.0f);
 }
 
@@ -266,9 +224,8 @@ TEST(LatticeFreeSurface, AddDensityRescalesByTheEquilibriumRatio) {
     // At rest the equilibrium ratio is the density ratio in every direction.
     ProbeCell rest;
     rest.initialize();
-    const float rho = rest.getDensity();
+    const float ratio = (0.3f / 3.0f + rest.getDensity()) / rest.getDensity();
     rest.addDensity(0.3f, 3);
-    const float ratio = (0.3f / 3.0f + rho) / rho;
     for (unsigned i = 0; i < kQ; ++i) EXPECT_FLOAT_EQ(rest.getPdfAt(i), rest.getWeights()[i] * ratio) << i;
     EXPECT_FLOAT_EQ(rest.getDensity(), 1.1f);
 }
@@ -282,18 +239,12 @@ TEST(LatticeFreeSurface, NeighbourAveragesSkipGasNewCellsAndTheLastEntry) {
     a.setVelocity({0.25f, 0.0f, 0.5f});
     b.setDensity(2.0f);
     b.setVelocity({0.0f, 0.5f, 0.25f});
+    b.refFlags().set(MAC_FLAG_BIT9);
     fresh.setDensity(4.0f);
     fresh.setVelocity({1.0f, 1.0f, 1.0f});
     fresh.refFlags().set(MAC_FLAG_NEW_INTERFACE);
-    last.setDensity(8.0f);
-    b.refFlags().set(MAC_FLAG_BIT9);
     LBM_SolidCell3<float> solid = wall(1.0, {9.0f, 9.0f, 9.0f});
-    LBM_Q19_MAC_Cell3F::Neighbours n = noNeighbours();
-    n[0] = &a;
-    n[3] = &b;
-    n[7] = &fresh;
-    n[9] = &solid;
-    n[18] = &last;
+    const Neighbours n = around({{0, &a}, {3, &b}, {7, &fresh}, {9, &solid}, {18, &last}});
 
     const ProbeCell self;
     float density = 1.0f;  // accumulated into, not cleared
@@ -302,15 +253,13 @@ TEST(LatticeFreeSurface, NeighbourAveragesSkipGasNewCellsAndTheLastEntry) {
     EXPECT_EQ(density, 2.0f);
     EXPECT_EQ(velocity, Vector3<float>(0.125f, 0.25f, 0.375f));
 
-    const std::vector<LBM_Cell3<float>*> cells(n.begin(), n.end());
     density = 0.0f;
     velocity = {};
-    self.interpolateCellValuesSolid(cells, density, velocity);
+    self.interpolateCellValuesSolid(std::vector<LBM_Cell3<float>*>(n.begin(), n.end()), density, velocity);
     EXPECT_EQ(density, 2.5f);  // a and the new interface cell; b is flagged
     EXPECT_EQ(velocity, Vector3<float>(0.625f, 0.5f, 0.75f));
 
     density = 0.0f;
-    velocity = {3.0f, 3.0f, 3.0f};
     self.interpolateCellValues(noNeighbours(), density, velocity);
     EXPECT_EQ(density, 1.0f);
     EXPECT_EQ(velocity, Vector3<float>());
@@ -321,18 +270,15 @@ TEST(LatticeFreeSurface, FreeSlipVelocityMirrorsTheBestFacingAxisNeighbour) {
     below.setInitialVelocity({0.02f, 0.03f, -0.01f});
     ProbeCell beside = liquid(LBM_CELL_FLUID);
     beside.setInitialVelocity({0.05f, 0.0f, 0.0f});
-    LBM_SolidCell3<float> solid;
     std::vector<LBM_Q19_MAC_Cell3F*> cells(6, nullptr);
     cells[3] = &below;   // direction 4, -y
     cells[0] = &beside;  // direction 1, +x
 
+    const ProbeCell self;
     const Vector3<float> v = below.computeVelocity();
     Vector3<float> result;
-    const ProbeCell self;
     ASSERT_TRUE(self.getVelocityAtFreeSlipCell(cells, {0.1f, -1.0f, 0.0f}, result));
-    EXPECT_FLOAT_EQ(result.x, v.x);
-    EXPECT_FLOAT_EQ(result.y, -v.y);
-    EXPECT_FLOAT_EQ(result.z, v.z);
+    for (unsigned k = 0; k < 3; ++k) EXPECT_FLOAT_EQ(result[k], k == 1 ? -v.y : v[k]) << k;
 
     // Ties keep the first axis; no liquid axis facing the direction: false.
     ASSERT_TRUE(self.getVelocityAtFreeSlipCell(cells, {1.0f, -1.0f, 0.0f}, result));
@@ -350,18 +296,10 @@ TEST(LatticeFreeSurface, EmptyingKeepsDistributionsAndEpsilonIsMassOverDensity) 
     EXPECT_EQ(cell.getEpsilon(), 0.3f / 1.2f);
 
     cell.setVelocity({0.1f, 0.1f, 0.1f});
-    cell.setForce({0.0f, -0.5f, 0.0f});
-    cell.refFlags().set(MAC_FLAG_HAS_PARTICLE);
-    cell.refArrReconstructBit().set(5);
     const ProbeCell before = cell;
     cell.setEmpty();
     EXPECT_EQ(cell.getType(), LBM_CELL_EMPTY);
     EXPECT_EQ(cell.getVelocity(), Vector3<float>());
-    EXPECT_EQ(cell.getDensity(), 0.0f);
-    EXPECT_EQ(cell.getMass(), 0.0f);
-    EXPECT_EQ(cell.getEpsilon(), 0.0f);
+    EXPECT_EQ(cell.getDensity() + cell.getMass() + cell.getEpsilon(), 0.0f);
     for (unsigned i = 0; i < kQ; ++i) EXPECT_EQ(cell.getPdfAt(i), before.getPdfAt(i));
-    EXPECT_EQ(cell.getForce(), before.getForce());
-    EXPECT_EQ(cell.getFlags(), before.getFlags());
-    EXPECT_TRUE(cell.getArrReconstructBit().test(5));
 }

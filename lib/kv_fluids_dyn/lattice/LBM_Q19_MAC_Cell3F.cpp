@@ -195,7 +195,7 @@ void LBM_Q19_MAC_Cell3F::interpolateCellValuesSolid(const std::vector<LBM_Cell3<
 }
 
 bool LBM_Q19_MAC_Cell3F::getVelocityAtFreeSlipCell(const std::vector<LBM_Q19_MAC_Cell3F*>& cells,
-                                                   const Vector3<float>& direction, Vector3<float>& velocity) const {
+                                                   const Vector3<float>& direction, Vector3<float>& result) const {
     const LBM_Q19_MAC_Cell3F* chosen = nullptr;
     unsigned int chosenAxis = 0;
     float bestAlignment = 0.0f;
@@ -215,7 +215,7 @@ bool LBM_Q19_MAC_Cell3F::getVelocityAtFreeSlipCell(const std::vector<LBM_Q19_MAC
     const unsigned int* mirror = kMirrorOfAxis[chosenAxis];
     float mirrored[kDirectionCount];
     for (unsigned int i = 0; i < kDirectionCount; ++i) mirrored[i] = chosen->pdfs[mirror[i]];
-    velocity = velocityOf(mirrored);
+    result = velocityOf(mirrored);
     return true;
 }
 

@@ -83,7 +83,7 @@ public:
     // direction, with its distributions mirrored across that axis. False when
     // no axis neighbour facing direction is liquid.
     bool getVelocityAtFreeSlipCell(const std::vector<LBM_Q19_MAC_Cell3F*>& cells, const Vector3<float>& direction,
-                                   Vector3<float>& velocity) const;
+                                   Vector3<float>& result) const;
 
 private:
     // Free-slip exchange between own slot d (towards solid cell D) and slot m
