@@ -28,6 +28,7 @@ MAC_LBM_Fluid3::MAC_LBM_Fluid3() = default;
 
 MAC_LBM_Fluid3::MAC_LBM_Fluid3(const MAC_LBM_Fluid3& other)
     : LBM_Fluid3<float>(other),
+      vofResolutionFactor(other.vofResolutionFactor),
       arrLiquidCells(other.arrLiquidCells),
       arrInterfaceCells(other.arrInterfaceCells),
       staticSolidMeshIds(other.staticSolidMeshIds),
@@ -41,6 +42,7 @@ MAC_LBM_Fluid3::MAC_LBM_Fluid3(const MAC_LBM_Fluid3& other)
 MAC_LBM_Fluid3& MAC_LBM_Fluid3::operator=(const MAC_LBM_Fluid3& other) {
     if (this == &other) return *this;
     LBM_Fluid3<float>::operator=(other);
+    vofResolutionFactor = other.vofResolutionFactor;
     arrLiquidCells = other.arrLiquidCells;
     arrInterfaceCells = other.arrInterfaceCells;
     particles = other.particles;

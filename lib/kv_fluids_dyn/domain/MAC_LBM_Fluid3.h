@@ -92,7 +92,16 @@ public:
     // Neighbour lookup by linear index; the grid must have cells.
     virtual void getNeighborCells(const unsigned int& index, const GridType& grid, NeighborArray& out) const;
 
+    // Volume-of-fluid output: compute_VOF_Field rebuilds the field from the
+    // cells while VOF_DIRTY is set; get_VOF_Field returns it as it stands.
+    void compute_VOF_Field();
     const ScalarField3<float>& get_VOF_Field() const { return vofField; }
+    // Voxels of the VOF field per cell along each axis (its integer part).
+    const float& getVOFResolutionFactor() const { return vofResolutionFactor; }
+    void setVOFResolutionFactor(const float& factor) { vofResolutionFactor = factor; }
+    // The centre height of the lowest open-surface interface cell in the
+    // column at fractions s (along x) and t (along z) of the domain.
+    bool getPointInSkyInterfaceCell(const float& s, const float& t, Vector3<float>& point) const;
     const MAC_ParticleSystem3& get_MAC_ParticleSystem() const { return particles; }
     MAC_ParticleSystem3& ref_MAC_ParticleSystem() { return particles; }
     const MAC_LBM_SolverContext3& getSolverContext() const { return solverContext; }
@@ -130,6 +139,7 @@ protected:
     ScalarField3<float>& ref_VOF_Field() { return vofField; }
 
     ScalarField3<float> vofField;
+    float vofResolutionFactor = 1.0f;
     CellPool<LBM_Q19_MAC_Cell3F> liquidPool;
     ArrayOfPtr<LBM_Q19_MAC_Cell3F, KV_NO> arrLiquidCells;
     ArrayOfPtr<LBM_Q19_MAC_Cell3F, KV_NO> arrInterfaceCells;
