@@ -2,6 +2,10 @@
 
 #include "kv_basic/Array.h"
 #include "kv_basic/Tuple.h"
+#include "kv_fluids_dyn/domain/MAC_LBM_Fluid3.h"
+#include "kv_fluids_dyn/lattice/LBM_CellType.h"
+#include "kv_fluids_dyn/lattice/LBM_MAC_Cell3Flags.h"
+#include "kv_fluids_dyn/lattice/LBM_Q19_MAC_Cell3F.h"
 #include "kv_fluids_dyn/solver/RunParallel.h"
 
 namespace kelvar::fluid {
@@ -35,6 +39,17 @@ struct FieldBoxSelection {
     }
 };
 
+// Whether a particle in `cell` is selected by `flags`. Only the low byte of
+// a liquid cell's flag word takes part.
+bool selectsCell(const LBM_Cell3<float>& cell, const Flag<_MAC_ParticleSystemFilterFlags, unsigned char>& flags) {
+    const unsigned char type = cell.getType();
+    if (flags.test(MAC_FILTER_INTERFACE) && type == LBM_CELL_INTERFACE) return true;
+    if (type != LBM_CELL_FLUID) return false;
+    const unsigned int cellFlags = static_cast<const LBM_Q19_MAC_Cell3F&>(cell).getFlags().get() & 0xFFu;
+    if (flags.test(MAC_FILTER_NEAR_INTERFACE) && (cellFlags & MAC_FLAG_NEAR_INTERFACE)) return true;
+    return flags.test(MAC_FILTER_NEIGHBOUR_MARK) && (cellFlags & MAC_FLAG_NEIGHBOUR_MARK);
+}
+
 }  // namespace
 
 void MAC_ParticleSystemFilter::filter(const MAC_ParticleSystem3& particles, const ScalarField3<float>& field,
@@ -56,6 +71,23 @@ void MAC_ParticleSystemFilter::filter(const MAC_ParticleSystem3& particles, cons
     result.clear();
     for (const ArrayOfPtr<MAC_Particle3, KV_NO>& list : selected)
         for (MAC_Particle3* particle : list) result.push_back(particle);
+}
+
+void MAC_ParticleSystemFilter::filter(const MAC_ParticleSystem3& particles, const MAC_LBM_Fluid3& fluid,
+                                      const Flag<_MAC_ParticleSystemFilterFlags, unsigned char>& flags,
+                                      const unsigned int& /*threadCount*/, ArrayOfPtr<MAC_Particle3, KV_NO>& result) {
+    result.clear();
+    if (result.capacity() != particles.getParticlesCount()) result.setCapacity(particles.getParticlesCount());
+    const auto& grid = fluid.getGrid();
+    if (grid.getCells().empty()) return result.shrinkToFit();
+
+    for (const MAC_Particle3& particle : particles) {
+        Tuple3<unsigned int> ijk;
+        if (!grid.locate(particle.position, ijk)) continue;
+        const LBM_Cell3<float>* cell = grid.at(ijk.first, ijk.second, ijk.third);
+        if (cell && selectsCell(*cell, flags)) result.push_back(const_cast<MAC_Particle3*>(&particle));
+    }
+    result.shrinkToFit();
 }
 
 }  // namespace kelvar::fluid

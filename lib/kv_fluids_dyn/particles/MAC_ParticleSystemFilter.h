@@ -10,6 +10,8 @@
 
 namespace kelvar::fluid {
 
+class MAC_LBM_Fluid3;
+
 // Selections of the cell-flag filter: particles in interface cells, in
 // liquid cells near the interface, in liquid cells carrying the neighbour
 // mark. Other bits are ignored.
@@ -32,6 +34,17 @@ public:
     // cached pointer array first if it is stale.
     static void filter(const MAC_ParticleSystem3& particles, const ScalarField3<float>& field,
                        const Obb3<float>& box, const float& levelOffset, const float& maxAngle,
+                       const unsigned int& threadCount, ArrayOfPtr<MAC_Particle3, KV_NO>& result);
+
+    // Particles whose grid cell in `fluid` matches `flags`: an interface
+    // cell (MAC_FILTER_INTERFACE), a liquid cell flagged near the interface
+    // (MAC_FILTER_NEAR_INTERFACE) or carrying the neighbour mark
+    // (MAC_FILTER_NEIGHBOUR_MARK). Particles outside the grid or over a grid
+    // entry without a cell are skipped. Runs on the calling thread:
+    // threadCount is accepted and not used. `result` is replaced and its
+    // capacity trimmed to its count.
+    static void filter(const MAC_ParticleSystem3& particles, const MAC_LBM_Fluid3& fluid,
+                       const Flag<_MAC_ParticleSystemFilterFlags, unsigned char>& flags,
                        const unsigned int& threadCount, ArrayOfPtr<MAC_Particle3, KV_NO>& result);
 };
 

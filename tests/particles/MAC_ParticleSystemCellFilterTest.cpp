@@ -1,0 +1,95 @@
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "kv_fluids_dyn/domain/MAC_LBM_Fluid3.h"
+#include "kv_fluids_dyn/lattice/LBM_CellType.h"
+#include "kv_fluids_dyn/lattice/LBM_MAC_Cell3Flags.h"
+#include "kv_fluids_dyn/lattice/LBM_Q19_MAC_Cell3F.h"
+#include "kv_fluids_dyn/particles/MAC_ParticleSystemFilter.h"
+
+namespace kelvar::fluid {
+namespace {
+
+using FilterFlags = Flag<_MAC_ParticleSystemFilterFlags, unsigned char>;
+
+// A 3 x 3 x 3 grid in lattice units (box -1.5..1.5) whose cells belong to
+// the test; the cell at linear index n gets the type and flag word of
+// kinds[n], and index 6 has no cell at all.
+class CellFilter : public ::testing::Test {
+protected:
+    struct Kind {
+        unsigned char type;
+        unsigned short flags;
+    };
+    static constexpr Kind kinds[] = {
+        {LBM_CELL_INTERFACE, 0},
+        {LBM_CELL_FLUID, MAC_FLAG_NEAR_INTERFACE},
+        {LBM_CELL_FLUID, MAC_FLAG_NEIGHBOUR_MARK},
+        {LBM_CELL_FLUID, MAC_FLAG_NEAR_INTERFACE | MAC_FLAG_NEIGHBOUR_MARK},
+        {LBM_CELL_FLUID, MAC_FLAG_BIT9 | 0x0400},  // high byte only
+        {LBM_CELL_EMPTY, MAC_FLAG_NEAR_INTERFACE | MAC_FLAG_NEIGHBOUR_MARK},
+    };
+
+    void SetUp() override {
+        const Vector3<float> scale(2.5f, 2.5f, 2.5f);  // just short of three cells per axis
+        fluid.setScale(scale);
+        fluid.setResolution(unsigned(scale.x * scale.y * scale.z));
+        ASSERT_EQ(fluid.getGrid().getCount(), 27u);
+        for (unsigned n = 0; n < 27; ++n) {
+            const Kind kind = n < 6 ? kinds[n] : Kind{LBM_CELL_FLUID, 0};
+            cells[n].setType(kind.type);
+            cells[n].setFlags(kind.flags);
+            fluid.refGrid().at(n) = n == 6 ? nullptr : &cells[n];
+        }
+        for (unsigned n = 0; n < 7; ++n) particles.createParticle(centreOf(n), {}, 0, {});
+    }
+
+    // Centre of the cell at linear index n (z fastest).
+    static Vector3<float> centreOf(unsigned n) {
+        return {float(n / 9) - 1.0f, float(n / 3 % 3) - 1.0f, float(n % 3) - 1.0f};
+    }
+
+    std::vector<uint32_t> select(unsigned char flags) {
+        ArrayOfPtr<MAC_Particle3, KV_NO> result;
+        result.push_back(nullptr);
+        MAC_ParticleSystemFilter::filter(particles, fluid, FilterFlags(flags), 0, result);
+        EXPECT_EQ(result.capacity(), result.size());
+        std::vector<uint32_t> ids;
+        for (MAC_Particle3* p : result) ids.push_back(p->id);
+        return ids;
+    }
+
+    MAC_LBM_Fluid3 fluid;
+    LBM_Q19_MAC_Cell3F cells[27];
+    MAC_ParticleSystem3 particles;
+};
+
+TEST_F(CellFilter, EachBitSelectsItsCells) {
+    EXPECT_EQ(select(MAC_FILTER_INTERFACE), (std::vector<uint32_t>{0}));
+    EXPECT_EQ(select(MAC_FILTER_NEAR_INTERFACE), (std::vector<uint32_t>{1, 3}));
+    EXPECT_EQ(select(MAC_FILTER_NEIGHBOUR_MARK), (std::vector<uint32_t>{2, 3}));
+    EXPECT_EQ(select(MAC_FILTER_NEAR_INTERFACE | MAC_FILTER_NEIGHBOUR_MARK), (std::vector<uint32_t>{1, 2, 3}))
+        << "a particle selected by both bits appears once";
+    EXPECT_EQ(select(0x07), (std::vector<uint32_t>{0, 1, 2, 3}));
+    EXPECT_TRUE(select(0xF8).empty()) << "other bits are ignored";
+}
+
+TEST_F(CellFilter, ParticlesOutsideTheGridAreNeverSelected) {
+    particles.removeParticles();
+    particles.createParticle({-1.5f, -1.5f, -1.5f}, {}, 0, {});  // grid corner: cell 0
+    particles.createParticle({-2.2f, -1.0f, -1.0f}, {}, 0, {});  // 0.7 cells left of the grid
+    particles.createParticle({-3.0f, -1.0f, -1.0f}, {}, 0, {});  // a whole cell left: wraps
+    particles.createParticle({1.5f, -1.0f, -1.0f}, {}, 0, {});   // at the far face
+    particles.createParticle({-1.0f, -1.0f, 7.0f}, {}, 0, {});
+    // Truncation towards zero puts the particle 0.7 cells left into cell 0.
+    EXPECT_EQ(select(0x07), (std::vector<uint32_t>{0, 1}));
+}
+
+TEST_F(CellFilter, EmptySystemGivesAnEmptyResult) {
+    particles.removeParticles();
+    EXPECT_TRUE(select(0x07).empty());
+}
+
+}  // namespace
+}  // namespace kelvar::fluid
