@@ -11,13 +11,16 @@
 #include "kv_basic/MutexShort.h"
 #include "kv_basic/Tuple.h"
 #include "kv_fluids_dyn/domain/CellPool.h"
+#include "kv_fluids_dyn/domain/KV_Combo.h"
 #include "kv_fluids_dyn/domain/LBM_Fluid3.h"
 #include "kv_fluids_dyn/lattice/LBM_Cell3.h"
 #include "kv_fluids_dyn/lattice/LBM_Q19_MAC_Cell3F.h"
 #include "kv_fluids_dyn/particles/MAC_Particle3.h"
 #include "kv_fluids_dyn/particles/MAC_ParticleSystem3.h"
 #include "kv_fluids_dyn/solver/MAC_LBM_SolverContext3.h"
+#include "kv_geometry/Box3BoxesBits.h"
 #include "kv_geometry/Mesh.h"
+#include "kv_geometry/MeshGrid3BoxesFaces.h"
 #include "kv_geometry/ScalarField3.h"
 #include "kv_math/Vector3.h"
 
@@ -52,11 +55,16 @@ public:
     MAC_LBM_Fluid3& operator=(const MAC_LBM_Fluid3& other);
     ~MAC_LBM_Fluid3() override;
 
-    // Not implemented yet: these do nothing; the checkpoint calls return false.
+    // External forcing, written into the force of liquid cells (lattice
+    // units). The global forms change every fluid and interface cell. The
+    // positional forms take a grid-space position and change the cell there
+    // whatever its type; a position with no cell, or a cell that carries no
+    // force (wall, drain), is ignored.
     void addForce(const Vector3<float>& position, const Vector3<float>& force) override;
     void addForce(const Vector3<float>& force) override;
     void setForce(const Vector3<float>& position, const Vector3<float>& force) override;
     void setForce(const Vector3<float>& force) override;
+    // Not implemented yet: these return false.
     bool createCheckPoint(const KV_String& path) const override;
     bool createFromCheckPoint(const KV_String& path) override;
 
@@ -66,13 +74,26 @@ public:
     // Sizes the grid, then the VOF field to one value per cell.
     void setResolution(const unsigned int& requestedCount) override;
 
-    // Not implemented yet: these do nothing and leave their outputs empty.
+    // Fills the inside of a closed world-space mesh with liquid: cells on its
+    // surface become interface cells, cells inside fluid cells, all full and
+    // moving at `velocity` (world units). Each new cell gets eight marker
+    // particles stamped with `id`, spread by `jitter` (0 regular, 1 up to
+    // almost a quarter cell) from a generator seeded with `seed`. Solid and
+    // sink cells are never replaced; existing liquid cells are re-initialised
+    // but get no new particles.
     virtual void setFluidCells(const Mesh& mesh, const Vector3<float>& velocity, const float& jitter, const int& seed,
                                const unsigned short& id);
+    // Not implemented yet: these do nothing and leave their outputs empty.
     virtual void setStaticSolidCells(const ArrayOfPtr<const Mesh, KV_NO>& meshes, const Array<FrictionData>& friction);
     virtual void setDynamicSolidCells(const ArrayOfPtr<const Mesh, KV_NO>& meshes, const Array<FrictionData>& friction);
     // Momentum the liquid exerts on each obstacle mesh, in mesh order.
     virtual void computeMomentum(Array<Vector3<float>>& momentum) const;
+    // Makes drains of the cells inside (or, with inside false, outside) a
+    // world-space mesh, tagged with the mesh's id; liquid there is dropped
+    // to the pool, its particles stay. Drains of this id that the mesh no
+    // longer covers become empty and their fluid neighbours interface
+    // cells. A drain stays covered until the solver's next step clears its
+    // mark, so calls for one id are one step apart.
     virtual void setSinkCells(const Mesh& mesh, const bool& inside);
 
     // Neighbour lookup. Fills exactly out.size() entries (at most 18) with
@@ -85,6 +106,9 @@ public:
 
     // Not implemented yet, like the operations above.
     virtual void getFluidCellsInSolidContactAsParticles(Array<MAC_Particle3>& particles) const;
+    // Accelerations (world units) go into the same force field as forces,
+    // converted but not weighted by density. The positional form takes a
+    // world position and changes only a fluid or interface cell there.
     virtual void addAcceleration(const Vector3<float>& position, const Vector3<float>& acceleration);
     virtual void addAcceleration(const Vector3<float>& acceleration);
     virtual void setAcceleration(const Vector3<float>& acceleration);
@@ -149,6 +173,35 @@ protected:
     Flag<MAC_LBM_Fluid3, unsigned short> dirtyFlags;
 
 private:
+    // What one setFluidCells call stamps on the cells and particles it makes;
+    // the velocity is in lattice units.
+    struct Emission {
+        Vector3<float> velocity;
+        float jitter;
+        int seed;
+        unsigned short id;
+    };
+
+    // Emission (MAC_LBM_Fluid3Emission.cpp): one pass over the chunks for
+    // the samples with the surface (or inside) answer, making cells of `type`.
+    void emitLiquid(const Array<MeshGrid3BoxesFaces<float>>& chunks, const bool& surface, const unsigned char& type,
+                    const Emission& emission);
+    // Adds the eight marker particles of the new cell at ijk, reading the
+    // velocity the cell holds now; advances `combo` when jitter > 0.
+    void create_MAC_ParticlesInCell(const Tuple3<unsigned int>& ijk, const float& jitter, const unsigned short& id,
+                                    KV_Combo& combo);
+
+    // Sinks (MAC_LBM_Fluid3Sinks.cpp): marks or makes the drains of `sinkId`
+    // where the inside bit equals `inside`, then empties the unmarked ones.
+    void markSinkCells(const Array<Box3BoxesBits<float>>& chunks, const bool& inside, const unsigned int& sinkId);
+    void sweepSinkCells(const unsigned int& sinkId);
+    // Returns a liquid cell to its pool under the pool's lock.
+    void releaseLiquidCellLocked(LBM_Q19_MAC_Cell3F* cell);
+
+    // Forces (MAC_LBM_Fluid3Forces.cpp): adds v to, or stores it in, the
+    // force of every fluid and interface cell.
+    void applyToLiquidCells(const Vector3<float>& v, const bool& replace);
+
     MutexShort liquidPoolMutex;
 };
 
