@@ -1,0 +1,72 @@
+#pragma once
+
+#include <cstdint>
+
+#include "kv_fluids_dyn/domain/Grid3.h"
+#include "kv_fluids_dyn/lattice/LBM_Cell3.h"
+#include "kv_fluids_dyn/lattice/LBM_Q19_Constants.h"
+
+namespace kelvar::fluid {
+
+// Gathers the 19 D3Q19 neighbours of a cell straight from a grid's pointer
+// array, for the passes that run once per liquid cell.
+//
+// Entry i is the cell at the position plus the offset of direction i (entry
+// 0 is the cell's own slot), null where that position lies outside the grid.
+// A position is decoded from the cell's linear index (z fastest). Cells away
+// from the grid's faces take the 19 pointers at fixed linear offsets without
+// any bounds test; the others test each axis. Holds plain copies of the grid
+// geometry: build one per pass, after the grid has its final size.
+class GridNeighbourhood {
+public:
+    using Grid = Grid3<LBM_Cell3<float>, float>;
+
+    explicit GridNeighbourhood(const Grid& grid)
+        : cells(grid.getCells().data()), nx(grid.getNx()), ny(grid.getNy()), nz(grid.getNz()), stride(grid.getStride()) {
+        for (unsigned int i = 0; i < q19::kDirectionCount; ++i)
+            offset[i] = q19::kDirection[i][0] * int64_t(stride) + q19::kDirection[i][1] * int64_t(nz) +
+                        q19::kDirection[i][2];
+    }
+
+    void decode(const uint32_t& index, uint32_t& x, uint32_t& y, uint32_t& z) const {
+        x = index / stride;
+        const uint32_t rest = index - x * stride;
+        y = rest / nz;
+        z = rest - y * nz;
+    }
+
+    void gather(const uint32_t& index, LBM_Cell3<float>** out) const {
+        uint32_t x, y, z;
+        decode(index, x, y, z);
+        if (x > 0 && x + 1 < nx && y > 0 && y + 1 < ny && z > 0 && z + 1 < nz) {
+            for (unsigned int i = 0; i < q19::kDirectionCount; ++i) out[i] = cells[int64_t(index) + offset[i]];
+            return;
+        }
+        const int64_t at[3] = {x, y, z};
+        const int64_t size[3] = {nx, ny, nz};
+        for (unsigned int i = 0; i < q19::kDirectionCount; ++i) {
+            bool inside = true;
+            for (unsigned int a = 0; a < 3; ++a) {
+                const int64_t c = at[a] + q19::kDirection[i][a];
+                inside = inside && c >= 0 && c < size[a];
+            }
+            out[i] = inside ? cells[int64_t(index) + offset[i]] : nullptr;
+        }
+    }
+
+    LBM_Cell3<float>* at(const uint32_t& x, const uint32_t& y, const uint32_t& z) const {
+        return cells[x * stride + y * nz + z];
+    }
+
+    const uint32_t& getNy() const { return ny; }
+
+private:
+    LBM_Cell3<float>* const* cells;
+    uint32_t nx;
+    uint32_t ny;
+    uint32_t nz;
+    uint32_t stride;
+    int64_t offset[q19::kDirectionCount];
+};
+
+}  // namespace kelvar::fluid

@@ -1,0 +1,225 @@
+// The free-surface sub-step, and why its stages come in this order.
+//
+// A sub-step starts from the grid as the previous one (or the host) left it
+// and first sums the liquid density, the reference for what this sub-step
+// loses. It then rebuilds the per-step lists (liquid, interface, solid,
+// sink), so that every later pass walks a dense array of cells instead of
+// the grid, and refreshes the interface cells' fill fractions from their
+// mass, which the mass exchange needs.
+//
+// Streaming comes next, in two passes: the swap pass moves every liquid link
+// once, and only when it has finished on every thread may the wall pass
+// reflect and slide distributions at solid cells, because it reads slots the
+// swap pass writes. The swap pass also marks the slots that no neighbour
+// delivered (gas or drain), so that the reconstruction pass can rebuild them
+// from the gas equilibrium; the mass exchange then compares what went in and
+// out of each interface cell through the freshly streamed slots. Collision
+// relaxes every liquid cell, after a limiter has replaced cells that move
+// faster than the lattice allows, and leaves density and velocity current.
+//
+// With velocities current the marker particles are advected, and with the
+// particles in their new cells the relabelling decides which cells are
+// liquid: cells that gained a particle appear as interface cells, cells that
+// lost all theirs are emptied and their full neighbours become interface.
+// Emptying loses density, creating gains it; the density sum after the step
+// books the difference into the fluid's lostMass, which the last pass hands
+// back to the liquid a share at a time.
+
+#include "kv_fluids_dyn/solver/MAC_LBM_Solver3.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+
+#include "kv_fluids_dyn/lattice/LBM_Q19_Cell3MirrorIndices.h"
+#include "kv_fluids_dyn/lattice/LBM_Q19_Cell3OppositeIndices.h"
+#include "kv_fluids_dyn/lattice/LBM_Q19_Cell3Shifter.h"
+#include "kv_fluids_dyn/lattice/LBM_Q19_Cell3StreamFreeSlipTable.h"
+#include "kv_fluids_dyn/lattice/LBM_Q19_Cell3StreamIndices.h"
+
+namespace kelvar::fluid {
+
+namespace {
+
+// Keeps the square root of the fall speed positive without a force.
+constexpr float kMinForce = 1.1920929e-7f;
+// Compressibility 0..1 maps linearly onto Mach 0.02..0.5.
+constexpr float kMachSlope = 0.48f;
+constexpr float kMachOffset = 0.02f;
+constexpr float kSqrt3 = 1.7320508f;
+// Viscosity 1e-6..1 maps linearly onto the relaxation time 0.5001..1.9.
+constexpr float kViscosityLow = 1e-6f;
+constexpr float kViscositySpan = 0.999999f;
+constexpr float kTauSpan = 1.3999f;
+constexpr float kTauLow = 0.5001f;
+
+float densitySum(const ArrayOfPtr<LBM_Q19_MAC_Cell3F, KV_NO>& cells) {
+    float sum = 0.0f;
+    for (const LBM_Q19_MAC_Cell3F* cell : cells) sum += cell->getDensity();
+    return sum;
+}
+
+void touchLatticeTables() {
+    LBM_Q19_Cell3MirrorIndices::instance();
+    LBM_Q19_Cell3OppositeIndices::instance();
+    LBM_Q19_Cell3Shifter::instance();
+    LBM_Q19_Cell3StreamFreeSlipTable::instance();
+    LBM_Q19_Cell3StreamIndices::instance();
+}
+
+// Adds the time of one pass to the record, when there is one.
+class PassClock {
+public:
+    PassClock(SolverPassTimes* times, SolverPassTimes::Pass pass) : times(times), pass(pass) {
+        if (times != nullptr) start = std::chrono::steady_clock::now();
+    }
+    ~PassClock() {
+        if (times != nullptr)
+            times->seconds[pass] += std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    }
+    PassClock(const PassClock&) = delete;
+    PassClock& operator=(const PassClock&) = delete;
+
+private:
+    SolverPassTimes* times;
+    SolverPassTimes::Pass pass;
+    std::chrono::steady_clock::time_point start;
+};
+
+}  // namespace
+
+MAC_LBM_Solver3::MAC_LBM_Solver3() = default;
+
+MAC_LBM_Solver3::MAC_LBM_Solver3(const MAC_LBM_Solver3& other) : Base(other) {}
+
+MAC_LBM_Solver3& MAC_LBM_Solver3::operator=(const MAC_LBM_Solver3& other) {
+    Base::operator=(other);
+    return *this;
+}
+
+MAC_LBM_Solver3::~MAC_LBM_Solver3() = default;
+
+void MAC_LBM_Solver3::initialize(const unsigned int& threadCount) {
+    threads = threadCount;
+    step = 0;
+    random.seed(SolverRand::kDefaultSeed);
+    touchLatticeTables();
+    scratchFor(threads);
+
+    for (MAC_LBM_Fluid3* fluid : fluids) {
+        const auto& grid = fluid->getGrid();
+        const unsigned int longest = std::max(grid.getNx(), std::max(grid.getNy(), grid.getNz()));
+        const float dx = fluid->getLargestLength() / static_cast<float>(longest);
+        const float height = (grid.getBox().max.y - grid.getBox().min.y) * dx;
+
+        const float force = std::max(fluid->getMaxForce(), kMinForce);
+        const float fallSpeed = std::sqrt(height * 2.0f * force * dx);
+        const float maxSpeed = std::max(fluid->getMaxInitialSpeed(), fallSpeed);
+        const float mach = fluid->getCompressibility() * kMachSlope + kMachOffset;
+        const float soundSpeed = maxSpeed / mach;
+        const float dtCandidate = dx / (kSqrt3 * soundSpeed);
+        const float dt = maxAllowed_Dt <= dtCandidate ? maxAllowed_Dt : dtCandidate;
+
+        MAC_LBM_SolverContext3& context = fluid->refSolverContext();
+        const float cellMass = dx * dx * dx * fluid->getDensity();
+        context.setDt(dt);
+        context.setDx(dx);
+        context.setCellMass(cellMass);
+        context.setTimeAccumulator(0.0f);
+
+        const float tau = (fluid->getViscosity() - kViscosityLow) / kViscositySpan * kTauSpan + kTauLow;
+        context.setLatticeViscosity((2.0f * tau - 1.0f) / 6.0f);
+        const float latticeMaxSpeed = maxSpeed / (kSqrt3 * soundSpeed);
+        context.setLatticeMaxSpeed(latticeMaxSpeed);
+        context.setLatticeMaxSpeed2(latticeMaxSpeed * latticeMaxSpeed);
+
+        fluid->setMaxSpeed(maxSpeed);
+        fluid->setSoundSpeed(soundSpeed);
+        fluid->setMach(mach);
+        fluid->setThreads(threads);
+        fluid->setUnitFactors(dt, dx, cellMass);
+    }
+}
+
+void MAC_LBM_Solver3::solve(const float& dt) {
+    for (MAC_LBM_Fluid3* fluid : fluids) {
+        MAC_LBM_SolverContext3& context = fluid->refSolverContext();
+        context.refTimeAccumulator() += dt;
+        // A sub-step of zero length (or NaN) would never consume the time.
+        if (!(context.getDt() > 0.0f)) continue;
+        while (context.getTimeAccumulator() >= context.getDt()) {
+            context.refTimeAccumulator() -= context.getDt();
+            subStep(*fluid);
+        }
+    }
+    ++step;
+}
+
+void MAC_LBM_Solver3::subStep(MAC_LBM_Fluid3& fluid) {
+    using P = SolverPassTimes;
+    MAC_LBM_SolverContext3& context = fluid.refSolverContext();
+    float rhoBefore;
+    {
+        PassClock clock(passTimes, P::CellArrays);
+        updateCellArrays(fluid);
+        // The liquid list holds exactly the fluid and interface cells in grid
+        // order, so this is computeRhoAndMass's density sum without a second
+        // walk over the grid.
+        rhoBefore = densitySum(fluid.getArrLiquidCells());
+    }
+    {
+        PassClock clock(passTimes, P::Epsilon);
+        updateEpsilon(threads, fluid);
+    }
+    {
+        PassClock clock(passTimes, P::Stream);
+        stream(threads, fluid);
+    }
+    {
+        PassClock clock(passTimes, P::Reconstruct);
+        reconstructPdfs(threads, context, fluid);
+    }
+    {
+        PassClock clock(passTimes, P::MassExchange);
+        massExchange(threads, fluid);
+    }
+    {
+        PassClock clock(passTimes, P::Collision);
+        collision(threads, context, fluid);
+    }
+    {
+        PassClock clock(passTimes, P::Advection);
+        advect_MAC_Particles(threads, fluid);
+    }
+    {
+        PassClock clock(passTimes, P::Label);
+        label(threads, context, fluid);
+    }
+    float rhoAfter;
+    {
+        PassClock clock(passTimes, P::DensityAfter);
+        rhoAfter = computeRhoAndMass(fluid).first;
+    }
+    {
+        PassClock clock(passTimes, P::Distribute);
+        // Bookkeeping on the sum of densities, not of masses, by design.
+        context.setLostMass(rhoBefore - rhoAfter + context.getAddedMass() + context.getLostMass());
+        context.setAddedMass(0.0f);
+        distributeRho(threads, rhoAfter, context, fluid);
+    }
+    if (passTimes != nullptr) ++passTimes->subSteps;
+}
+
+void MAC_LBM_Solver3::preSolve() {
+    for (MAC_LBM_Fluid3* fluid : fluids) fluid->refSolverContext().setAddedMass(0.0f);
+}
+
+void MAC_LBM_Solver3::postSolve() {}
+
+SolverThreadScratch* MAC_LBM_Solver3::scratchFor(const unsigned int& threadCount) {
+    const uint32_t needed = std::max(threadCount, 1u);
+    if (scratch.size() < needed) scratch.resize(needed);
+    return scratch.data();
+}
+
+}  // namespace kelvar::fluid

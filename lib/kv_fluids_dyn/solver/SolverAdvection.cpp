@@ -1,0 +1,228 @@
+// Marker particle advection of the free-surface solver: particles move with
+// the interpolated lattice velocity, bounce off solids, are pushed out of
+// solids, and particles that left the liquid are re-seeded into its deep
+// interior.
+
+#include <algorithm>
+#include <cfloat>
+#include <cmath>
+#include <numbers>
+
+#include "kv_fluids_dyn/lattice/LBM_MAC_Cell3Flags.h"
+#include "kv_fluids_dyn/lattice/LBM_Q19_Constants.h"
+#include "kv_fluids_dyn/solver/MAC_LBM_Solver3.h"
+#include "kv_fluids_dyn/solver/RunParallel.h"
+
+namespace kelvar::fluid {
+
+namespace {
+
+using Grid = Grid3<LBM_Cell3<float>, float>;
+
+// Length of a re-seeding offset: 0.49 as a float, widened.
+constexpr double kReseedRadius = static_cast<double>(0.49f);
+constexpr double kMinDirectionLength = 1e-28;
+constexpr double kMinScale = 1e-14;
+constexpr double kCosPi = -1.0;
+// 1 / 32768: one draw of rand's range as a fraction of a turn.
+constexpr double kDrawToTurn = 3.0517578125e-5;
+constexpr double kTwoPi = 2.0 * std::numbers::pi;
+
+// Cells that a deep interior cell must not touch: interface cells and solids.
+constexpr unsigned short kNearSurfaceOrWall = MAC_FLAG_NEAR_INTERFACE | MAC_FLAG_NEIGHBOUR_MARK;
+
+const LBM_Cell3<float>* cellAt(const Grid& grid, const Vector3<float>& p) {
+    Tuple3<unsigned int> ijk;
+    return grid.locate(p, ijk) ? grid.at(ijk.first, ijk.second, ijk.third) : nullptr;
+}
+
+// Cell coordinates of p, truncated toward zero, as floats.
+Vector3<float> truncatedCellCoordinates(const Grid& grid, const Vector3<float>& p) {
+    const Vector3<float> c = (p - grid.getBox().min).mul(grid.getInvCellSize());
+    return {float(int(c.x)), float(int(c.y)), float(int(c.z))};
+}
+
+}  // namespace
+
+Vector3<double> reseedOffset(int r1, int r2) {
+    const double z = 1.0 - (1.0 - kCosPi) * r1 / SolverRand::kMax;
+    const double phi = r2 * kDrawToTurn * kTwoPi;
+    const double ring = std::sqrt(1.0 - z * z);
+    const Vector3<double> direction(std::cos(phi) * ring, std::sin(phi) * ring, z);
+
+    const double length = std::sqrt(direction.lengthSquared());
+    if (!(length > kMinDirectionLength)) return Vector3<double>();
+    const double scale = kReseedRadius / length;
+    if (!(scale > kMinScale)) return Vector3<double>();
+    return direction * scale;
+}
+
+void MAC_LBM_Solver3::advect_MAC_Particles(const unsigned int& threadCount, MAC_LBM_Fluid3& fluid) {
+    SolverThreadScratch* const perThread = scratchFor(threadCount);
+    const uint32_t workers = std::max(threadCount, 1u);
+    for (uint32_t t = 0; t < workers; ++t) {
+        perThread[t].particleIds.clear();
+        perThread[t].particles.clear();
+        perThread[t].minSpeed = FLT_MAX;
+        perThread[t].maxSpeed = -FLT_MAX;
+    }
+
+    MAC_ParticleSystem3& system = fluid.ref_MAC_ParticleSystem();
+    const Grid& grid = fluid.getGrid();
+    if (system.getParticlesCount() > 0)
+        runParallel(
+            system.getParticlesArray(),
+            [&](const unsigned int& t, MAC_Particle3* particle) {
+                SolverThreadScratch& mine = perThread[t];
+                Tuple3<unsigned int> ijk;
+                if (!grid.locate(particle->position, ijk)) return;
+                const LBM_Cell3<float>* cell = grid.at(ijk.first, ijk.second, ijk.third);
+                if (cell == nullptr) return;
+
+                if (cell->isFluid()) {
+                    advectParticle(fluid, fluid.evalVelocityAt(particle->position), *particle);
+                    const Vector3<float>& v = particle->velocity;
+                    const float speed = static_cast<float>(
+                        std::sqrt(double(v.x) * double(v.x) + double(v.y) * double(v.y) + double(v.z) * double(v.z)));
+                    mine.minSpeed = std::min(mine.minSpeed, speed);
+                    mine.maxSpeed = std::max(mine.maxSpeed, speed);
+                } else if (cell->isSolid()) {
+                    // Push the particle one unit into the liquid neighbour that
+                    // best follows the solid's motion (first one on a tie).
+                    auto& neighbours = mine.movingNeighbours;
+                    getNeighborCells(fluid, ijk, neighbours);
+                    int best = -1;
+                    float bestAlignment = 0.0f;
+                    for (uint32_t m = 0; m < neighbours.size(); ++m) {
+                        if (neighbours[m] == nullptr || !neighbours[m]->isFluid()) continue;
+                        const float alignment = q19::kVelocity[m + 1].dot(cell->getVelocity());
+                        if (best < 0 || alignment > bestAlignment) {
+                            best = int(m);
+                            bestAlignment = alignment;
+                        }
+                    }
+                    if (best < 0) {
+                        mine.particleIds.push_back(particle->id);
+                    } else {
+                        particle->velocity = q19::kVelocity[best + 1];
+                        particle->position += q19::kVelocity[best + 1];
+                    }
+                } else {
+                    mine.particles.push_back(particle);
+                }
+            },
+            threadCount);
+
+    collectDeepLiquidCells(threadCount, fluid);
+    // Re-seeding goes first: it holds particle pointers, and a removal may
+    // re-sort a chunk of the pool and move particles.
+    mergedIds.clear();
+    reseedParticles(threadCount, fluid);
+    for (uint32_t t = 0; t < workers; ++t)
+        for (const unsigned int id : perThread[t].particleIds) mergedIds.push_back(id);
+    if (!mergedIds.empty()) system.remove(mergedIds);
+
+    float minSpeed = 0.0f;
+    float maxSpeed = 0.0f;
+    if (system.getParticlesCount() > 0) {
+        minSpeed = FLT_MAX;
+        maxSpeed = -FLT_MAX;
+        for (uint32_t t = 0; t < workers; ++t) {
+            minSpeed = std::min(minSpeed, perThread[t].minSpeed);
+            maxSpeed = std::max(maxSpeed, perThread[t].maxSpeed);
+        }
+    }
+    system.setMinSpeed(minSpeed);
+    system.setMaxSpeed(maxSpeed);
+}
+
+void MAC_LBM_Solver3::collectDeepLiquidCells(const unsigned int& threadCount, MAC_LBM_Fluid3& fluid) {
+    SolverThreadScratch* const perThread = scratchFor(threadCount);
+    const uint32_t workers = std::max(threadCount, 1u);
+    for (uint32_t t = 0; t < workers; ++t) perThread[t].cells.clear();
+    runParallel(
+        fluid.refArrLiquidCells(),
+        [&](const unsigned int& t, LBM_Q19_MAC_Cell3F* cell) {
+            if (cell->getType() == LBM_CELL_FLUID && !cell->getFlags().test(kNearSurfaceOrWall))
+                perThread[t].cells.push_back(cell);
+        },
+        threadCount);
+    deepCells.clear();
+    for (uint32_t t = 0; t < workers; ++t)
+        for (LBM_Q19_MAC_Cell3F* cell : perThread[t].cells) deepCells.push_back(cell);
+}
+
+void MAC_LBM_Solver3::reseedParticles(const unsigned int& threadCount, MAC_LBM_Fluid3& fluid) {
+    SolverThreadScratch* const perThread = scratchFor(threadCount);
+    const uint32_t workers = std::max(threadCount, 1u);
+    if (deepCells.empty()) {
+        for (uint32_t t = 0; t < workers; ++t)
+            for (const MAC_Particle3* particle : perThread[t].particles) mergedIds.push_back(particle->id);
+        return;
+    }
+
+    const Grid& grid = fluid.getGrid();
+    const Vector3<float>& origin = grid.getBox().min;
+    const Vector3<float>& cellSize = grid.getCellSize();
+    const uint32_t stride = grid.getStride();
+    const uint32_t nz = grid.getNz();
+    ReseedCellPicker picker;
+    for (uint32_t t = 0; t < workers; ++t)
+        for (MAC_Particle3* particle : perThread[t].particles) {
+            const LBM_Q19_MAC_Cell3F* cell = deepCells[picker.pick(deepCells.size())];
+            const uint32_t index = cell->getGridMonoindex();
+            const uint32_t x = index / stride;
+            const uint32_t y = (index - x * stride) / nz;
+            const uint32_t z = index - x * stride - y * nz;
+            const Vector3<float> centre(origin.x + float(2 * x + 1) * cellSize.x * 0.5f,
+                                        origin.y + float(2 * y + 1) * cellSize.y * 0.5f,
+                                        origin.z + float(2 * z + 1) * cellSize.z * 0.5f);
+            const int r1 = random();
+            const int r2 = random();
+            const Vector3<double> offset = reseedOffset(r1, r2);
+            particle->position = centre + Vector3<float>(float(offset.x), float(offset.y), float(offset.z));
+            particle->velocity = cell->getVelocity();
+        }
+}
+
+void MAC_LBM_Solver3::advectParticle(const MAC_LBM_Fluid3& fluid, const Vector3<float>& velocity,
+                                     MAC_Particle3& particle) const {
+    const Grid& grid = fluid.getGrid();
+    const Vector3<float> oldPosition = particle.position;
+    const Vector3<float> oldVelocity = particle.velocity;
+    particle.velocity = velocity;
+    particle.position = oldPosition + velocity;
+
+    const LBM_Cell3<float>* landed = cellAt(grid, particle.position);
+    if (landed == nullptr || !landed->isSolid()) return;
+
+    // Reflect the step about the direction of the cell change.
+    Vector3<float> normal = truncatedCellCoordinates(grid, particle.position) -
+                            truncatedCellCoordinates(grid, oldPosition);
+    const float length2 = normal.dot(normal);
+    if (length2 == 0.0f) return;
+    normal *= static_cast<float>(1.0 / std::sqrt(static_cast<double>(length2)));
+
+    const Vector3<float> reflected = velocity - normal * (2.0f * velocity.dot(normal));
+    particle.velocity = reflected;
+    particle.position = oldPosition + reflected;
+
+    const LBM_Cell3<float>* bounced = cellAt(grid, particle.position);
+    if (bounced != nullptr && bounced->isSolid()) {
+        particle.position = oldPosition;
+        particle.velocity = oldVelocity;
+    }
+}
+
+float MAC_LBM_Solver3::SPHKernel(float q) const {
+    if (q < 0.0f || q > 2.0f) return 0.0f;
+    if (q <= 1.0f) return 0.25f * ((4.0f - 6.0f * q * q) + 3.0f * q * q * q);
+    const float r = 2.0f - q;
+    return 0.25f * (r * r * r);
+}
+
+Vector3<double> MAC_LBM_Solver3::computeNormal(MAC_LBM_Fluid3&, unsigned int, unsigned int, unsigned int) {
+    return Vector3<double>();
+}
+
+}  // namespace kelvar::fluid

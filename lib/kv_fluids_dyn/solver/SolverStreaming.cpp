@@ -1,0 +1,68 @@
+// Streaming and collision of the free-surface solver: threaded passes over
+// the liquid-cell list.
+
+#include <cmath>
+
+#include "kv_fluids_dyn/lattice/LBM_Q19_Constants.h"
+#include "kv_fluids_dyn/solver/GridNeighbourhood.h"
+#include "kv_fluids_dyn/solver/MAC_LBM_Solver3.h"
+#include "kv_fluids_dyn/solver/RunParallel.h"
+#include "kv_fluids_dyn/solver/SpeedLimit.h"
+
+namespace kelvar::fluid {
+
+bool limitCellSpeed(LBM_Q19_MAC_Cell3F& cell, const float& maxSpeed, const float& maxSpeed2) {
+    Vector3<float> j;
+    for (unsigned int i = 0; i < q19::kDirectionCount; ++i) j += q19::kVelocity[i] * cell.getPdfAt(i);
+    const float jj = j.dot(j);
+    if (!(jj > maxSpeed2)) return false;
+
+    const float scale = static_cast<float>(static_cast<double>(maxSpeed) / std::sqrt(static_cast<double>(jj)));
+    const Vector3<float> u = j * scale;
+    for (unsigned int i = 0; i < q19::kDirectionCount; ++i) cell.setPdfAt(i, cell.calcFeq(i, 1.0f, u));
+    return true;
+}
+
+void MAC_LBM_Solver3::stream(const unsigned int& threadCount, MAC_LBM_Fluid3& fluid) {
+    SolverThreadScratch* const perThread = scratchFor(threadCount);
+    const GridNeighbourhood grid(fluid.getGrid());
+
+    // Swap pass: each link is swapped by exactly one cell, so the pass is
+    // free of conflicts between cells.
+    runParallel(
+        fluid.refArrLiquidCells(),
+        [&](const unsigned int& t, LBM_Q19_MAC_Cell3F* cell) {
+            auto& neighbours = perThread[t].neighbours;
+            grid.gather(cell->getGridMonoindex(), neighbours.data());
+            cell->streamPassFluid(neighbours);
+        },
+        threadCount);
+
+    // Wall pass: reads slots that the swap pass of neighbours wrote.
+    runParallel(
+        fluid.refArrLiquidCells(),
+        [&](const unsigned int& t, LBM_Q19_MAC_Cell3F* cell) {
+            auto& neighbours = perThread[t].neighbours;
+            grid.gather(cell->getGridMonoindex(), neighbours.data());
+            cell->streamPassSolid(neighbours);
+        },
+        threadCount);
+}
+
+void MAC_LBM_Solver3::collision(const unsigned int& threadCount, const MAC_LBM_SolverContext3& context,
+                                MAC_LBM_Fluid3& fluid) {
+    const float maxSpeed = context.getLatticeMaxSpeed();
+    const float maxSpeed2 = context.getLatticeMaxSpeed2();
+    const float viscosity = context.getLatticeViscosity();
+    runParallel(
+        fluid.refArrLiquidCells(),
+        [&](const unsigned int&, LBM_Q19_MAC_Cell3F* cell) {
+            limitCellSpeed(*cell, maxSpeed, maxSpeed2);
+            cell->collision(viscosity);
+            cell->updateDensity();
+            cell->updateVelocity();
+        },
+        threadCount);
+}
+
+}  // namespace kelvar::fluid

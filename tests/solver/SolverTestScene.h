@@ -1,0 +1,194 @@
+#pragma once
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <cstdint>
+
+#include "kv_basic/Tuple.h"
+#include "kv_fluids_dyn/domain/MAC_LBM_Fluid3.h"
+#include "kv_fluids_dyn/lattice/LBM_CellType.h"
+#include "kv_fluids_dyn/lattice/LBM_Q19_Constants.h"
+#include "kv_fluids_dyn/solver/MAC_LBM_Solver3.h"
+
+namespace kelvar::fluid::test {
+
+// A fluid whose liquid-cell pool the tests fill by hand.
+struct SceneFluid : MAC_LBM_Fluid3 {
+    using MAC_LBM_Fluid3::acquireLiquidCell;
+    using MAC_LBM_Fluid3::acquireSinkCell;
+    using MAC_LBM_Fluid3::releaseCell;
+};
+
+// A solver whose passes the tests run one at a time.
+struct PassSolver : MAC_LBM_Solver3 {
+    using MAC_LBM_Solver3::advect_MAC_Particles;
+    using MAC_LBM_Solver3::advectParticle;
+    using MAC_LBM_Solver3::clearDynamicFlags;
+    using MAC_LBM_Solver3::computeNormal;
+    using MAC_LBM_Solver3::computeRhoAndMass;
+    using MAC_LBM_Solver3::computeRhoInfo;
+    using MAC_LBM_Solver3::distributeRho;
+    using MAC_LBM_Solver3::label;
+    using MAC_LBM_Solver3::SPHKernel;
+    using MAC_LBM_Solver3::streamPeriodicBoundaries;
+    using MAC_LBM_Solver3::updateCellArrays;
+    using MAC_LBM_Solver3::updateSolidCellArray;
+};
+
+using Index3 = Tuple3<unsigned int>;
+
+// Physical set-up shared by the scenes: a 1 m box, 1000 kg/m^3, gravity.
+inline constexpr float kGravity = 9.81f;
+
+// A walled cubic box of about `requested` cells, parameters set, grid empty
+// but for the walls. The solver is not attached.
+inline void makeWalledBox(SceneFluid& fluid, unsigned int requested) {
+    fluid.setLargestLength(1.0f);
+    fluid.setDensity(1000.0f);
+    fluid.setViscosity(0.1f);
+    fluid.setCompressibility(0.1f);
+    fluid.setMaxForce(kGravity);
+    fluid.setResolution(requested);
+    fluid.initialize();
+    fluid.setDomainBoundaryCells();
+}
+
+// Liquid cells at rest over the block [lo, hi) with eight marker particles
+// each at the centres of their 2x2x2 sub-cells; cells next to a site without
+// a cell become interface cells, the others fluid cells. Every cell gets the
+// body force `force` (lattice units).
+inline void fillBlock(SceneFluid& fluid, const Index3& lo, const Index3& hi, const Vector3<float>& force) {
+    auto& grid = fluid.refGrid();
+    const Vector3<float>& origin = grid.getBox().min;
+    for (unsigned i = lo.first; i < hi.first; ++i)
+        for (unsigned j = lo.second; j < hi.second; ++j)
+            for (unsigned k = lo.third; k < hi.third; ++k) {
+                LBM_Q19_MAC_Cell3F* cell = fluid.acquireLiquidCell();
+                cell->initialize();
+                cell->setType(LBM_CELL_FLUID);
+                cell->setMass(cell->getDensity());
+                cell->setEpsilon(1.0f);
+                cell->setForce(force);
+                cell->setGridMonoindex(grid.index(i, j, k));
+                grid.at(i, j, k) = cell;
+                for (unsigned n = 0; n < 8; ++n) {
+                    const Vector3<float> p(origin.x + float(i) + ((n & 1) ? 0.75f : 0.25f),
+                                           origin.y + float(j) + ((n & 2) ? 0.75f : 0.25f),
+                                           origin.z + float(k) + ((n & 4) ? 0.75f : 0.25f));
+                    fluid.ref_MAC_ParticleSystem().createParticle(p, Vector3<float>(), 0, Vector2<float>());
+                }
+            }
+    MAC_LBM_Fluid3::NeighborArray neighbours(18);
+    for (unsigned i = lo.first; i < hi.first; ++i)
+        for (unsigned j = lo.second; j < hi.second; ++j)
+            for (unsigned k = lo.third; k < hi.third; ++k) {
+                fluid.getNeighborCells(i, j, k, grid, neighbours);
+                for (const LBM_Cell3<float>* n : neighbours)
+                    if (n == nullptr) grid.at(i, j, k)->setType(LBM_CELL_INTERFACE);
+            }
+}
+
+// Gravity in lattice units for the fluid's current units.
+inline Vector3<float> latticeGravity(const MAC_LBM_Fluid3& fluid) {
+    return Vector3<float>(0.0f, -kGravity * fluid.getAccelerationFactor(), 0.0f);
+}
+
+// Runs `count` sub-steps, one solve call each.
+inline void runSubSteps(MAC_LBM_Solver3& solver, MAC_LBM_Fluid3& fluid, unsigned count) {
+    for (unsigned s = 0; s < count; ++s) {
+        solver.preSolve();
+        solver.solve(fluid.getSolverContext().getDt());
+        solver.postSolve();
+    }
+}
+
+struct LiquidStats {
+    uint32_t cells = 0;
+    double densitySum = 0.0;
+    float maxSpeed = 0.0f;
+    double centroidY = 0.0;
+    float lowestY = 0.0f;
+    bool finite = true;
+};
+
+inline LiquidStats liquidStats(const MAC_LBM_Fluid3& fluid) {
+    LiquidStats stats;
+    const auto& grid = fluid.getGrid();
+    double weightedY = 0.0;
+    for (uint32_t index = 0; index < grid.getCount(); ++index) {
+        const LBM_Cell3<float>* c = grid.at(index);
+        if (c == nullptr || !c->isFluid()) continue;
+        const auto* cell = static_cast<const LBM_Q19_MAC_Cell3F*>(c);
+        ++stats.cells;
+        stats.densitySum += cell->getDensity();
+        const Vector3<float>& u = cell->getVelocity();
+        stats.maxSpeed = std::max(stats.maxSpeed, std::sqrt(u.dot(u)));
+        for (unsigned i = 0; i < q19::kDirectionCount; ++i) stats.finite = stats.finite && std::isfinite(cell->getPdfAt(i));
+        stats.finite = stats.finite && std::isfinite(cell->getMass()) && std::isfinite(cell->getDensity());
+        weightedY += double((index % grid.getStride()) / grid.getNz());
+    }
+    stats.centroidY = stats.cells > 0 ? weightedY / stats.cells : 0.0;
+    for (const MAC_Particle3* p : fluid.get_MAC_ParticleSystem().getParticlesArray())
+        stats.finite = stats.finite && std::isfinite(p->position.x) && std::isfinite(p->position.y) &&
+                       std::isfinite(p->position.z);
+    return stats;
+}
+
+// FNV-1a over the bits of the whole state: every cell's type, slots, density,
+// mass, fill fraction and flags in grid order, and every particle's record
+// in id order.
+class StateHash {
+public:
+    void add(uint32_t value) {
+        for (unsigned b = 0; b < 4; ++b) {
+            hash ^= (value >> (8 * b)) & 0xFFu;
+            hash *= 1099511628211ull;
+        }
+    }
+    void add(float value) { add(std::bit_cast<uint32_t>(value)); }
+    uint64_t value() const { return hash; }
+
+private:
+    uint64_t hash = 1469598103934665603ull;
+};
+
+inline uint64_t hashState(const MAC_LBM_Fluid3& fluid) {
+    StateHash h;
+    const auto& grid = fluid.getGrid();
+    for (uint32_t index = 0; index < grid.getCount(); ++index) {
+        const LBM_Cell3<float>* c = grid.at(index);
+        if (c == nullptr) {
+            h.add(0xFFFFFFFFu);
+            continue;
+        }
+        h.add(uint32_t(c->getType()));
+        if (!c->isFluid()) continue;
+        const auto* cell = static_cast<const LBM_Q19_MAC_Cell3F*>(c);
+        for (unsigned i = 0; i < q19::kDirectionCount; ++i) h.add(cell->getPdfAt(i));
+        h.add(cell->getDensity());
+        h.add(cell->getMass());
+        h.add(cell->getEpsilon());
+        h.add(uint32_t(cell->getFlags().get()));
+        h.add(cell->getGridMonoindex());
+    }
+    // Pointer order in the pool does not depend on threads, but sort anyway
+    // so that the hash only sees the particles themselves.
+    const auto& particles = fluid.get_MAC_ParticleSystem().getParticlesArray();
+    Array<const MAC_Particle3*> sorted;
+    for (const MAC_Particle3* p : particles) sorted.push_back(p);
+    std::sort(sorted.begin(), sorted.end(), [](const MAC_Particle3* a, const MAC_Particle3* b) { return a->id < b->id; });
+    for (const MAC_Particle3* p : sorted) {
+        h.add(p->id);
+        h.add(p->position.x);
+        h.add(p->position.y);
+        h.add(p->position.z);
+        h.add(p->velocity.x);
+        h.add(p->velocity.y);
+        h.add(p->velocity.z);
+    }
+    h.add(fluid.getSolverContext().getLostMass());
+    return h.value();
+}
+
+}  // namespace kelvar::fluid::test
