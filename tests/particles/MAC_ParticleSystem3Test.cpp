@@ -9,7 +9,7 @@ using kelvar::Vector3;
 using kelvar::fluid::MAC_Particle3;
 using kelvar::fluid::MAC_ParticleSystem3;
 
-TEST(MAC_ParticleSystem3, CreateParticleFillsEveryField) {
+TEST(MAC_ParticleSystem3, CreateParticleAndRemoveParticles) {
     MAC_ParticleSystem3 particles;
     particles.createParticle({1, 2, 3}, {4, 5, 6}, 9, {0.25f, 0.75f});
     const MAC_Particle3& p = particles.createParticle({7, 8, 9}, {0, 0, 1}, 3, {1, 0});
@@ -18,7 +18,15 @@ TEST(MAC_ParticleSystem3, CreateParticleFillsEveryField) {
     EXPECT_EQ(p.velocity, (Vector3<float>{0, 0, 1}));
     EXPECT_EQ(p.sourceId, 3);
     EXPECT_EQ(p.uv, (Vector2<float>{1, 0}));
-    EXPECT_EQ(particles.getLastUsedId(), 2u);
+
+    particles.setMaxSpeed(2.0f);
+    particles.setMinSpeed(0.5f);
+    particles.removeParticles();
+    EXPECT_EQ(particles.getParticlesCount(), 0u);
+    EXPECT_EQ(particles.createParticle({}, {}, 0, {}).id, 0u);
+    const MAC_ParticleSystem3 copy(particles);
+    EXPECT_EQ(copy.getMaxSpeed(), 2.0f) << "speeds survive removal and copying";
+    EXPECT_EQ(copy.getMinSpeed(), 0.5f);
 }
 
 TEST(MAC_ParticleSystem3, MaxSpeedIsTheLargestVelocityLength) {
@@ -26,7 +34,6 @@ TEST(MAC_ParticleSystem3, MaxSpeedIsTheLargestVelocityLength) {
     particles.setMaxSpeed(42.0f);
     particles.calcMaxVelModule();
     EXPECT_EQ(particles.getMaxSpeed(), 0.0f);
-
     particles.createParticle({}, {3, 4, 0}, 0, {});
     particles.createParticle({}, {0, -12, 5}, 0, {});
     particles.createParticle({}, {1, 1, 1}, 0, {});
@@ -40,30 +47,11 @@ TEST(MAC_ParticleSystem3, MaxSpeedIsTheLargestVelocityLength) {
 TEST(MAC_ParticleSystem3, IntegrationNarrowsTheStepFirst) {
     MAC_ParticleSystem3 particles;
     particles.createParticle({1.0f, -2.0f, 0.5f}, {3.0f, 0.7f, -1.1f}, 0, {});
-    const double dt = 0.1;
-    particles.integrateParticlesPosition(dt);
+    particles.integrateParticlesPosition(0.1);
     const MAC_Particle3& p = *particles.begin();
     const float h = 0.1f;
-    EXPECT_EQ(p.position.x, h * 3.0f + 1.0f);
-    EXPECT_EQ(p.position.y, h * 0.7f + -2.0f);
-    EXPECT_EQ(p.position.z, h * -1.1f + 0.5f);
+    EXPECT_EQ(p.position, (Vector3<float>{h * 3.0f + 1.0f, h * 0.7f + -2.0f, h * -1.1f + 0.5f}));
     EXPECT_EQ(p.velocity, (Vector3<float>{3.0f, 0.7f, -1.1f}));
-}
-
-TEST(MAC_ParticleSystem3, RemoveParticlesRestartsIdsAndKeepsSpeeds) {
-    MAC_ParticleSystem3 particles;
-    particles.createParticle({}, {2, 0, 0}, 0, {});
-    particles.calcMaxVelModule();
-    particles.setMinSpeed(0.5f);
-    particles.removeParticles();
-    EXPECT_EQ(particles.getParticlesCount(), 0u);
-    EXPECT_EQ(particles.getMaxSpeed(), 2.0f);
-    EXPECT_EQ(particles.getMinSpeed(), 0.5f);
-    EXPECT_EQ(particles.createParticle({}, {}, 0, {}).id, 0u);
-
-    MAC_ParticleSystem3 copy(particles);
-    EXPECT_EQ(copy.getMaxSpeed(), 2.0f);
-    EXPECT_EQ(copy.getMinSpeed(), 0.5f);
 }
 
 }  // namespace
