@@ -79,13 +79,13 @@ void MAC_ParticleSystemFilter::filter(const MAC_ParticleSystem3& particles, cons
     result.clear();
     if (result.capacity() != particles.getParticlesCount()) result.setCapacity(particles.getParticlesCount());
     const auto& grid = fluid.getGrid();
-    if (grid.getCells().empty()) return result.shrinkToFit();
-
-    for (const MAC_Particle3& particle : particles) {
-        Tuple3<unsigned int> ijk;
-        if (!grid.locate(particle.position, ijk)) continue;
-        const LBM_Cell3<float>* cell = grid.at(ijk.first, ijk.second, ijk.third);
-        if (cell && selectsCell(*cell, flags)) result.push_back(const_cast<MAC_Particle3*>(&particle));
+    if (!grid.getCells().empty()) {
+        for (const MAC_Particle3& particle : particles) {
+            Tuple3<unsigned int> ijk;
+            if (!grid.locate(particle.position, ijk)) continue;
+            const LBM_Cell3<float>* cell = grid.at(ijk.first, ijk.second, ijk.third);
+            if (cell && selectsCell(*cell, flags)) result.push_back(const_cast<MAC_Particle3*>(&particle));
+        }
     }
     result.shrinkToFit();
 }
