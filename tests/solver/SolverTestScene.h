@@ -17,6 +17,7 @@ namespace kelvar::fluid::test {
 struct SceneFluid : MAC_LBM_Fluid3 {
     using MAC_LBM_Fluid3::acquireLiquidCell;
     using MAC_LBM_Fluid3::acquireSinkCell;
+    using MAC_LBM_Fluid3::acquireSolidCell;
     using MAC_LBM_Fluid3::releaseCell;
 };
 

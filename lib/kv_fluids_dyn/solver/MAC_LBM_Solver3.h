@@ -114,7 +114,6 @@ private:
     void createCellsForParticles(const unsigned int& threads, MAC_LBM_Fluid3& fluid);
     void emptyCellsWithoutParticles(const unsigned int& threads, MAC_LBM_Fluid3& fluid);
     void convertSinkNeighbours(const unsigned int& threads, MAC_LBM_Fluid3& fluid);
-    void gatherInterfaceNeighboursOfNewCells(const unsigned int& threads, MAC_LBM_Fluid3& fluid);
     void fillSurroundedCells(const unsigned int& threads, MAC_LBM_Fluid3& fluid);
     void markFluidNeighbours(const unsigned int& threads, MAC_LBM_Fluid3& fluid);
 
@@ -125,7 +124,7 @@ private:
     Array<SolverThreadScratch> scratch;
     // Shared lists of the relabelling and advection (merged from scratch).
     ArrayOfPtr<LBM_Q19_MAC_Cell3F, KV_NO> newCells;
-    ArrayOfPtr<LBM_Q19_MAC_Cell3F, KV_NO> changedCells;
+    ArrayOfPtr<LBM_Q19_MAC_Cell3F, KV_NO> surfaceCells;
     ArrayOfPtr<LBM_Q19_MAC_Cell3F, KV_NO> deepCells;
     ArrayOfPtr<LBM_Q19_MAC_Cell3F, KV_NO> eligibleCells;
     Array<unsigned int> mergedIndices;

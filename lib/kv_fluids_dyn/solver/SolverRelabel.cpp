@@ -9,12 +9,15 @@
 //   6-7. empty the liquid cells without a particle and turn their full
 //      neighbours into interface cells;
 //   8. turn the full neighbours of sinks into interface cells;
-//   9. fill the changed cells whose neighbourhood is complete, and flag the
+//   9. fill the surface cells whose neighbourhood is complete, and flag the
 //      ones with no interface cell above them;
 //   10-11. flag full cells next to interface cells and next to solids.
-// The changed cells of steps 9 and 10 are the new cells, the interface cells
-// next to them (the only cells whose missing neighbours can have appeared),
-// and the cells converted in steps 7 and 8.
+// Steps 9 and 10 work on the surface cells: the new cells, the interface
+// cells of the sub-step's list (emptied ones are skipped by their type) and
+// the cells converted in steps 7 and 8. Taking every interface cell, not only
+// the ones that changed, lets a surface cell whose missing neighbours have
+// appeared become full, and keeps the surface flags true for the whole
+// surface.
 
 #include <algorithm>
 #include <atomic>
@@ -54,13 +57,13 @@ void clearLists(SolverThreadScratch* perThread, uint32_t workers) {
 }
 
 // Turns the recorded full cells that are still full into interface cells,
-// in thread order, and appends them to `changed`.
-void convertToInterface(SolverThreadScratch* perThread, uint32_t workers, Cells& changed) {
+// in thread order, and appends them to `surface`.
+void convertToInterface(SolverThreadScratch* perThread, uint32_t workers, Cells& surface) {
     for (uint32_t t = 0; t < workers; ++t)
         for (LBM_Q19_MAC_Cell3F* cell : perThread[t].otherCells) {
             if (cell->getType() != LBM_CELL_FLUID) continue;
             cell->setType(LBM_CELL_INTERFACE);
-            changed.push_back(cell);
+            surface.push_back(cell);
         }
 }
 
@@ -78,9 +81,9 @@ void MAC_LBM_Solver3::label(const unsigned int& threadCount, MAC_LBM_SolverConte
     clearDynamicFlags(fluid);
     binParticles(threadCount, fluid);
     createCellsForParticles(threadCount, fluid);
-    changedCells.clear();
-    for (LBM_Q19_MAC_Cell3F* cell : newCells) changedCells.push_back(cell);
-    gatherInterfaceNeighboursOfNewCells(threadCount, fluid);
+    surfaceCells.clear();
+    for (LBM_Q19_MAC_Cell3F* cell : newCells) surfaceCells.push_back(cell);
+    for (LBM_Q19_MAC_Cell3F* cell : fluid.getArrInterfaceCells()) surfaceCells.push_back(cell);
     emptyCellsWithoutParticles(threadCount, fluid);
     convertSinkNeighbours(threadCount, fluid);
     fillSurroundedCells(threadCount, fluid);
@@ -175,35 +178,6 @@ void MAC_LBM_Solver3::createCellsForParticles(const unsigned int& threadCount, M
     }
 }
 
-void MAC_LBM_Solver3::gatherInterfaceNeighboursOfNewCells(const unsigned int& threadCount, MAC_LBM_Fluid3& fluid) {
-    SolverThreadScratch* const perThread = scratchFor(threadCount);
-    const uint32_t workers = std::max(threadCount, 1u);
-    clearLists(perThread, workers);
-    const GridNeighbourhood grid(fluid.getGrid());
-    runParallel(
-        newCells,
-        [&](const unsigned int& t, LBM_Q19_MAC_Cell3F* cell) {
-            auto& neighbours = perThread[t].neighbours;
-            grid.gather(cell->getGridMonoindex(), neighbours.data());
-            for (unsigned int i = 1; i < q19::kDirectionCount; ++i) {
-                LBM_Cell3<float>* n = neighbours[i];
-                if (n == nullptr || !n->isInterface()) continue;
-                auto* surface = static_cast<LBM_Q19_MAC_Cell3F*>(n);
-                if (!surface->getFlags().test(MAC_FLAG_NEW_INTERFACE)) perThread[t].cells.push_back(surface);
-            }
-        },
-        threadCount);
-
-    const uint32_t first = changedCells.size();
-    for (uint32_t t = 0; t < workers; ++t)
-        for (LBM_Q19_MAC_Cell3F* cell : perThread[t].cells) changedCells.push_back(cell);
-    LBM_Q19_MAC_Cell3F** begin = changedCells.begin() + first;
-    std::sort(begin, changedCells.end(), [](const LBM_Q19_MAC_Cell3F* a, const LBM_Q19_MAC_Cell3F* b) {
-        return a->getGridMonoindex() < b->getGridMonoindex();
-    });
-    changedCells.resize(uint32_t(std::unique(begin, changedCells.end()) - changedCells.begin()));
-}
-
 void MAC_LBM_Solver3::emptyCellsWithoutParticles(const unsigned int& threadCount, MAC_LBM_Fluid3& fluid) {
     SolverThreadScratch* const perThread = scratchFor(threadCount);
     const uint32_t workers = std::max(threadCount, 1u);
@@ -230,7 +204,7 @@ void MAC_LBM_Solver3::emptyCellsWithoutParticles(const unsigned int& threadCount
             cells.at(cell->getGridMonoindex()) = nullptr;
             fluid.releaseCell(cell);
         }
-    convertToInterface(perThread, workers, changedCells);
+    convertToInterface(perThread, workers, surfaceCells);
 }
 
 void MAC_LBM_Solver3::convertSinkNeighbours(const unsigned int& threadCount, MAC_LBM_Fluid3& fluid) {
@@ -248,7 +222,7 @@ void MAC_LBM_Solver3::convertSinkNeighbours(const unsigned int& threadCount, MAC
                     mine.otherCells.push_back(static_cast<LBM_Q19_MAC_Cell3F*>(mine.neighbours[i]));
         },
         threadCount);
-    convertToInterface(perThread, workers, changedCells);
+    convertToInterface(perThread, workers, surfaceCells);
 }
 
 void MAC_LBM_Solver3::fillSurroundedCells(const unsigned int& threadCount, MAC_LBM_Fluid3& fluid) {
@@ -257,7 +231,7 @@ void MAC_LBM_Solver3::fillSurroundedCells(const unsigned int& threadCount, MAC_L
     clearLists(perThread, workers);
     const GridNeighbourhood grid(fluid.getGrid());
     runParallel(
-        changedCells,
+        surfaceCells,
         [&](const unsigned int& t, LBM_Q19_MAC_Cell3F* cell) {
             if (!cell->isFluid()) return;
             uint32_t x, y, z;
@@ -292,7 +266,7 @@ void MAC_LBM_Solver3::markFluidNeighbours(const unsigned int& threadCount, MAC_L
     const GridNeighbourhood grid(fluid.getGrid());
     // Two workers may flag the same neighbour; the bit is set atomically.
     runParallel(
-        changedCells,
+        surfaceCells,
         [&](const unsigned int& t, LBM_Q19_MAC_Cell3F* cell) {
             if (!cell->isInterface()) return;
             auto& neighbours = perThread[t].neighbours;

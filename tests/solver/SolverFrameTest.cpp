@@ -1,0 +1,138 @@
+// Units derived by initialize, sub-step counting, and the generic passes.
+
+#include <gtest/gtest.h>
+
+#include <cfloat>
+#include <vector>
+
+#include "SolverTestScene.h"
+#include "kv_fluids_dyn/lattice/LBM_Q19_Cell3.h"
+
+namespace kelvar::fluid::test {
+namespace {
+
+constexpr float kSqrt3 = 1.7320508f;
+
+TEST(SolverUnits, DerivedFromTheFluidParameters) {
+    SceneFluid fluid;
+    makeWalledBox(fluid, 16 * 16 * 16);
+    fluid.setCompressibility(1.0f);
+    fluid.setViscosity(1.0f);
+    MAC_LBM_Solver3 solver;
+    EXPECT_EQ(solver.getSafeDt(), FLT_MAX);
+    solver.attach(fluid);
+    solver.setStep(7);
+    solver.initialize(3);
+
+    const MAC_LBM_SolverContext3& context = fluid.getSolverContext();
+    EXPECT_EQ(solver.getStep(), 0u);
+    EXPECT_EQ(fluid.getThreads(), 3u);
+    EXPECT_EQ(context.getDx(), 1.0f / 16.0f);
+    EXPECT_FLOAT_EQ(fluid.getMach(), 0.5f);
+    // Viscosity 1 is the top of the range: tau = 1.9.
+    EXPECT_FLOAT_EQ(context.getLatticeViscosity(), (2.0f * 1.9f - 1.0f) / 6.0f);
+    EXPECT_FLOAT_EQ(context.getLatticeMaxSpeed(), 0.5f / kSqrt3);
+    EXPECT_EQ(context.getLatticeMaxSpeed2(), context.getLatticeMaxSpeed() * context.getLatticeMaxSpeed());
+    // Fall speed over the 1 m high box under the largest force, per cell edge.
+    const float fall = std::sqrt(1.0f * 2.0f * kGravity * (1.0f / 16.0f));
+    EXPECT_FLOAT_EQ(fluid.getMaxSpeed(), fall);
+    EXPECT_FLOAT_EQ(fluid.getSoundSpeed(), fall / 0.5f);
+    EXPECT_FLOAT_EQ(context.getDt(), (1.0f / 16.0f) / (kSqrt3 * fluid.getSoundSpeed()));
+    EXPECT_EQ(context.getCellMass(), 1000.0f / 4096.0f);
+    EXPECT_EQ(fluid.getVelocityFactor(), context.getDt() / context.getDx());
+    EXPECT_EQ(fluid.getMassUnit(), context.getCellMass());
+    EXPECT_EQ(solver.getSafeDt(), context.getDt());
+
+    // The lowest viscosity maps onto tau = 0.5001.
+    fluid.setViscosity(1e-6f);
+    solver.initialize(1);
+    EXPECT_FLOAT_EQ(context.getLatticeViscosity(), (2.0f * 0.5001f - 1.0f) / 6.0f);
+
+    // A bound below the derived sub-step is taken as it is.
+    const float bound = context.getDt() * 0.5f;
+    solver.setMaxAllowed_Dt(bound);
+    solver.initialize(1);
+    EXPECT_EQ(context.getDt(), bound);
+    EXPECT_EQ(solver.getSafeDt(), bound);
+    fluid.setMaxInitialSpeed(1000.0f);
+    solver.initialize(1);
+    EXPECT_FLOAT_EQ(fluid.getMaxSpeed(), 1000.0f);
+}
+
+TEST(SolverFrame, WholeSubStepsOnlyAndTheRestIsCarried) {
+    MAC_LBM_Solver3 solver;
+    solver.solve(1.0f);
+    EXPECT_EQ(solver.getStep(), 1u) << "solve without fluids still counts";
+
+    SceneFluid fluid;
+    makeWalledBox(fluid, 6 * 6 * 6);
+    solver.attach(fluid);
+    solver.setMaxAllowed_Dt(1.0f / 1024.0f);  // exact multiples below
+    solver.initialize(2);
+    SolverPassTimes times;
+    solver.setPassTimes(&times);
+
+    solver.solve(0.5f / 1024.0f);
+    EXPECT_EQ(times.subSteps, 0u);
+    EXPECT_EQ(fluid.getSolverContext().getTimeAccumulator(), 0.5f / 1024.0f);
+    solver.solve(0.5f / 1024.0f);
+    EXPECT_EQ(times.subSteps, 1u);
+    solver.solve(3.0f / 1024.0f);
+    EXPECT_EQ(times.subSteps, 4u);
+    solver.solve(-1.0f);
+    solver.solve(0.0f);
+    EXPECT_EQ(times.subSteps, 4u);
+    EXPECT_EQ(solver.getStep(), 5u);
+
+    fluid.refSolverContext().setAddedMass(2.0f);
+    solver.preSolve();
+    EXPECT_EQ(fluid.getSolverContext().getAddedMass(), 0.0f);
+    solver.clear();
+    solver.solve(1.0f);
+    EXPECT_EQ(times.subSteps, 4u);
+}
+
+// A lattice cell that records what the generic stream pass hands it.
+struct RecordingCell : LBM_Q19_Cell3<float> {
+    void stream(std::vector<LBM_Cell3<float>*>& neighbours) override { seen = neighbours; }
+    std::vector<LBM_Cell3<float>*> seen;
+};
+
+TEST(SolverGenericPasses, PeriodicStreamingWrapsOneAxisOnly) {
+    EXPECT_EQ(wrapGridCoordinate(4, 4), 0);
+    EXPECT_EQ(wrapGridCoordinate(-1, 4), 3);
+    EXPECT_EQ(wrapGridCoordinate(9, 4), 1);
+    EXPECT_EQ(wrapGridCoordinate(-4, 4), 0);
+    EXPECT_EQ(wrapGridCoordinate(-5, 4), 3);
+    EXPECT_EQ(wrapGridCoordinate(2, 4), 2);
+
+    struct Probe : PassSolver {
+        using PassSolver::collision;
+        using PassSolver::stream;
+    };
+    SceneFluid fluid;
+    fluid.setResolution(64);
+    fluid.initialize();
+    ASSERT_EQ(fluid.getGrid().getNx(), 4u);
+    RecordingCell right, left;
+    fluid.refGrid().at(3, 0, 1) = &right;
+    fluid.refGrid().at(0, 0, 1) = &left;
+    Probe solver;
+
+    solver.streamPeriodicBoundaries(fluid, KV_AXIS::X);
+    ASSERT_EQ(right.seen.size(), 19u);
+    EXPECT_EQ(right.seen[0], &right);
+    EXPECT_EQ(right.seen[1], &left);   // +x wraps from 3 to 0
+    EXPECT_EQ(left.seen[3], &right);   // -x wraps from 0 to 3
+    EXPECT_EQ(left.seen[4], nullptr);  // y stays bounded
+
+    solver.stream(fluid);
+    EXPECT_EQ(right.seen[1], nullptr);
+    EXPECT_EQ(left.seen[3], nullptr);
+    EXPECT_EQ(right.seen[2], nullptr);
+    fluid.refGrid().at(3, 0, 1) = nullptr;
+    fluid.refGrid().at(0, 0, 1) = nullptr;
+}
+
+}  // namespace
+}  // namespace kelvar::fluid::test

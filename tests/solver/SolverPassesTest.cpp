@@ -1,0 +1,331 @@
+// Single passes of the free-surface solver on hand-built cells: the speed
+// limiter, the density return, relabelling, advection and the generators.
+
+#include <gtest/gtest.h>
+
+#include <cfloat>
+
+#include "SolverTestScene.h"
+#include "kv_fluids_dyn/solver/SolverRandom.h"
+#include "kv_fluids_dyn/solver/SpeedLimit.h"
+
+namespace kelvar::fluid::test {
+namespace {
+
+Vector3<float> firstMoment(const LBM_Q19_MAC_Cell3F& cell) {
+    Vector3<float> j;
+    for (unsigned i = 0; i < q19::kDirectionCount; ++i) j += q19::kVelocity[i] * cell.getPdfAt(i);
+    return j;
+}
+
+float slotSum(const LBM_Q19_MAC_Cell3F& cell) {
+    float sum = 0.0f;
+    for (unsigned i = 0; i < q19::kDirectionCount; ++i) sum += cell.getPdfAt(i);
+    return sum;
+}
+
+TEST(SolverSpeedLimit, FastCellsBecomeUnitDensityEquilibriaAtTheLimit) {
+    LBM_Q19_MAC_Cell3F cell;
+    for (unsigned i = 0; i < q19::kDirectionCount; ++i) cell.setPdfAt(i, 0.0f);
+    cell.setPdfAt(1, 0.5f);  // j = (0.5, 0, 0), |j|^2 = 0.25 exactly
+
+    EXPECT_FALSE(limitCellSpeed(cell, 0.5f, 0.25f)) << "at the limit nothing is reset";
+    EXPECT_EQ(cell.getPdfAt(1), 0.5f);
+
+    ASSERT_TRUE(limitCellSpeed(cell, 0.1f, 0.01f));
+    EXPECT_NEAR(slotSum(cell), 1.0f, 1e-6f) << "density is not kept";
+    const Vector3<float> j = firstMoment(cell);
+    EXPECT_NEAR(j.x, 0.1f, 1e-6f);
+    EXPECT_NEAR(j.y, 0.0f, 1e-8f);
+    EXPECT_NEAR(j.z, 0.0f, 1e-8f);
+    // Slot values are the unit-density equilibrium at u = (0.1, 0, 0).
+    EXPECT_EQ(cell.getPdfAt(1), cell.calcFeq(1, 1.0f, Vector3<float>(0.1f, 0.0f, 0.0f)));
+}
+
+// Liquid cells at rest placed into an empty 8^3 box, lists rebuilt.
+class HandCells : public ::testing::Test {
+protected:
+    void SetUp() override {
+        makeWalledBox(fluid, 8 * 8 * 8);
+        solver.attach(fluid);
+        solver.initialize(2);
+    }
+
+    LBM_Q19_MAC_Cell3F* place(unsigned i, unsigned j, unsigned k, unsigned char type) {
+        LBM_Q19_MAC_Cell3F* cell = fluid.acquireLiquidCell();
+        cell->initialize();
+        cell->setType(type);
+        cell->setMass(cell->getDensity());
+        cell->setEpsilon(1.0f);
+        cell->setGridMonoindex(fluid.getGrid().index(i, j, k));
+        fluid.refGrid().at(i, j, k) = cell;
+        return cell;
+    }
+
+    Vector3<float> siteCentre(unsigned i, unsigned j, unsigned k) const {
+        const Vector3<float>& o = fluid.getGrid().getBox().min;
+        return {o.x + float(i) + 0.5f, o.y + float(j) + 0.5f, o.z + float(k) + 0.5f};
+    }
+
+    const LBM_Cell3<float>* at(unsigned i, unsigned j, unsigned k) const { return fluid.getGrid().at(i, j, k); }
+
+    SceneFluid fluid;
+    PassSolver solver;
+};
+
+TEST_F(HandCells, ListsAndDensitySums) {
+    LBM_Q19_MAC_Cell3F* b = place(2, 2, 2, LBM_CELL_INTERFACE);
+    LBM_Q19_MAC_Cell3F* a = place(1, 3, 1, LBM_CELL_FLUID);
+    a->setDensity(2.0f);
+    b->setDensity(0.5f);
+    b->setMass(0.25f);
+    solver.updateCellArrays(fluid);
+    ASSERT_EQ(fluid.getArrLiquidCells().size(), 2u);
+    EXPECT_EQ(fluid.getArrLiquidCells()[0], a);  // grid order
+    EXPECT_EQ(fluid.getArrLiquidCells()[1], b);
+    ASSERT_EQ(fluid.getArrInterfaceCells().size(), 1u);
+    EXPECT_EQ(fluid.getArrInterfaceCells()[0], b);
+    EXPECT_EQ(fluid.getArrSolidCells().size(), fluid.getSolidCellCount());
+
+    const Tuple2<float, float> sums = solver.computeRhoAndMass(fluid);
+    EXPECT_EQ(sums.first, 2.5f);
+    EXPECT_EQ(sums.second, a->getMass() + 0.25f);
+    const Tuple3<float> info = solver.computeRhoInfo(fluid);
+    EXPECT_EQ(info.first, 2.5f);
+    EXPECT_EQ(info.second, 0.5f);
+    EXPECT_EQ(info.third, 2.0f);
+
+    // The momentum passes of the obstacles change nothing.
+    const uint64_t before = hashState(fluid);
+    solver.initializeSolidCellsMomentum(2, fluid);
+    solver.solidCellsMomentumExchange(2, fluid);
+    EXPECT_EQ(hashState(fluid), before);
+}
+
+TEST_F(HandCells, LostDensityIsReturnedAShareAtATime) {
+    LBM_Q19_MAC_Cell3F* cell = place(3, 3, 3, LBM_CELL_FLUID);
+    LBM_Q19_MAC_Cell3F* fresh = place(3, 4, 3, LBM_CELL_INTERFACE);
+    fresh->refFlags().set(MAC_FLAG_NEW_INTERFACE);
+    solver.updateCellArrays(fluid);
+    MAC_LBM_SolverContext3& context = fluid.refSolverContext();
+    const float rhoOld = cell->getDensity();
+    const float freshRho = fresh->getDensity();
+
+    context.setLostMass(-1.0f);
+    solver.distributeRho(2, 100.0f, context, fluid);
+    EXPECT_EQ(context.getLostMass(), -1.0f) << "a gain is never taken back";
+    EXPECT_EQ(cell->getDensity(), rhoOld);
+
+    context.setLostMass(1.0f);
+    solver.distributeRho(2, 100.0f, context, fluid);
+    EXPECT_EQ(context.getLostMass(), 1.0f * (1.0f - 1.0f / 100.0f));
+    EXPECT_NEAR(cell->getDensity(), rhoOld + 0.01f, 1e-6f);
+    EXPECT_NEAR(slotSum(*cell), cell->getDensity(), 0.0f);
+    EXPECT_EQ(fresh->getDensity(), freshRho) << "new interface cells get nothing";
+
+    cell->refFlags().set(MAC_FLAG_NEW_INTERFACE);
+    solver.distributeRho(2, 100.0f, context, fluid);
+    EXPECT_EQ(context.getLostMass(), 0.99f) << "no eligible cell keeps the loss";
+}
+
+// A pool of still liquid three cells deep with eight particles per cell.
+class Relabel : public HandCells {
+protected:
+    void SetUp() override {
+        HandCells::SetUp();
+        fillBlock(fluid, {1, 1, 1}, {7, 4, 7}, Vector3<float>(0.0f, -1e-4f, 0.0f));
+        solver.updateCellArrays(fluid);
+    }
+
+    void removeParticlesIn(unsigned i, unsigned j, unsigned k) {
+        Array<unsigned int> ids;
+        for (const MAC_Particle3* p : fluid.get_MAC_ParticleSystem().getParticlesArray()) {
+            Tuple3<unsigned int> ijk;
+            if (fluid.getGrid().locate(p->position, ijk) && ijk == Tuple3<unsigned int>{i, j, k}) ids.push_back(p->id);
+        }
+        ASSERT_EQ(ids.size(), 8u);
+        fluid.ref_MAC_ParticleSystem().remove(ids);
+    }
+
+    void addParticle(const Vector3<float>& p) {
+        fluid.ref_MAC_ParticleSystem().createParticle(p, Vector3<float>(), 0, Vector2<float>());
+    }
+};
+
+TEST_F(Relabel, CellsFollowTheParticles) {
+    const uint32_t liquid = fluid.getLiquidCellCount();
+    removeParticlesIn(3, 3, 3);
+    // A site above the surface gains a particle; a particle outside the grid
+    // changes nothing.
+    addParticle(siteCentre(5, 4, 5));
+    addParticle(Vector3<float>(-100.0f, 0.0f, 0.0f));
+    // A cell whose pooled predecessor left garbage behind.
+    LBM_Q19_MAC_Cell3F* used = fluid.acquireLiquidCell();
+    used->setType(LBM_CELL_FLUID);
+    used->setMass(7.0f);
+    used->setForce(Vector3<float>(5.0f, 5.0f, 5.0f));
+    used->refFlags().set(0xFFFF);
+    used->refArrReconstructBit().set(4);
+    fluid.releaseCell(used);
+    const uint32_t particles = fluid.get_MAC_ParticleSystem().getParticlesCount();
+
+    solver.label(2, fluid.refSolverContext(), fluid);
+
+    EXPECT_EQ(at(3, 3, 3), nullptr) << "a cell without particles is emptied";
+    EXPECT_EQ(at(3, 2, 3)->getType(), LBM_CELL_INTERFACE) << "its full neighbour is now surface";
+    EXPECT_EQ(at(2, 2, 3)->getType(), LBM_CELL_INTERFACE);
+    EXPECT_EQ(at(3, 1, 3)->getType(), LBM_CELL_FLUID);
+    EXPECT_EQ(fluid.get_MAC_ParticleSystem().getParticlesCount(), particles) << "outside particles stay";
+
+    ASSERT_NE(at(5, 4, 5), nullptr);
+    const auto* created = static_cast<const LBM_Q19_MAC_Cell3F*>(at(5, 4, 5));
+    EXPECT_EQ(created, used) << "the last released cell is reused";
+    EXPECT_EQ(created->getType(), LBM_CELL_INTERFACE);
+    EXPECT_EQ(created->getFlags().get(), MAC_FLAG_NEW_INTERFACE | MAC_FLAG_HAS_PARTICLE | MAC_FLAG_SKY);
+    EXPECT_EQ(created->getMass(), 0.0f);
+    EXPECT_EQ(created->getEpsilon(), 0.0f);
+    EXPECT_EQ(created->getForce(), Vector3<float>(0.0f, -1e-4f, 0.0f));
+    EXPECT_EQ(created->getGridMonoindex(), fluid.getGrid().index(5, 4, 5));
+    EXPECT_EQ(created->getDensity(), static_cast<const LBM_Q19_MAC_Cell3F*>(at(5, 3, 5))->getDensity());
+    EXPECT_EQ(created->getVelocity(), Vector3<float>());
+    for (unsigned i = 0; i < q19::kDirectionCount; ++i) {
+        EXPECT_EQ(created->getPdfAt(i), created->calcFeq(i, created->getDensity(), Vector3<float>())) << i;
+        EXPECT_FALSE(created->getArrReconstructBit().test(i));
+    }
+    EXPECT_EQ(fluid.getLiquidCellCount(), liquid);  // one emptied, one created
+
+    // Per-step flags: sky above the surface, marks next to walls and surface.
+    EXPECT_TRUE(static_cast<const LBM_Q19_MAC_Cell3F*>(at(3, 2, 3))->getFlags().test(MAC_FLAG_SKY));
+    EXPECT_TRUE(static_cast<const LBM_Q19_MAC_Cell3F*>(at(3, 1, 3))->getFlags().test(MAC_FLAG_NEAR_INTERFACE));
+    EXPECT_TRUE(static_cast<const LBM_Q19_MAC_Cell3F*>(at(2, 1, 2))->getFlags().test(MAC_FLAG_NEIGHBOUR_MARK));
+}
+
+TEST_F(Relabel, SurroundedNewCellsFillAndSinksTakeTheirParticles) {
+    // Empty the whole column above (3, 1, 3)'s neighbour so that a particle
+    // dropped into the hole finds every neighbour present.
+    removeParticlesIn(3, 2, 3);
+    solver.label(2, fluid.refSolverContext(), fluid);
+    ASSERT_EQ(at(3, 2, 3), nullptr);
+    solver.updateCellArrays(fluid);
+    addParticle(siteCentre(3, 2, 3));
+    LBM_SinkCell3<float>* sink = fluid.acquireSinkCell();
+    sink->setGridMonoindex(fluid.getGrid().index(6, 4, 6));
+    fluid.refGrid().at(6, 4, 6) = sink;
+    addParticle(siteCentre(6, 4, 6));
+    const uint32_t particles = fluid.get_MAC_ParticleSystem().getParticlesCount();
+    solver.updateCellArrays(fluid);
+
+    solver.label(2, fluid.refSolverContext(), fluid);
+
+    const auto* refilled = static_cast<const LBM_Q19_MAC_Cell3F*>(at(3, 2, 3));
+    ASSERT_NE(refilled, nullptr);
+    EXPECT_EQ(refilled->getType(), LBM_CELL_FLUID);
+    EXPECT_EQ(refilled->getMass(), refilled->getDensity());
+    EXPECT_EQ(refilled->getEpsilon(), 1.0f);
+    EXPECT_EQ(fluid.get_MAC_ParticleSystem().getParticlesCount(), particles - 1) << "the sink deletes";
+    EXPECT_EQ(at(6, 3, 6)->getType(), LBM_CELL_INTERFACE);
+}
+
+TEST_F(Relabel, ParticlesOutsideTheLiquidAreReseededIntoItsDepth) {
+    LBM_SinkCell3<float>* sink = fluid.acquireSinkCell();
+    sink->setGridMonoindex(fluid.getGrid().index(6, 5, 6));
+    fluid.refGrid().at(6, 5, 6) = sink;
+    addParticle(siteCentre(6, 5, 6));
+    MAC_Particle3* stray = fluid.get_MAC_ParticleSystem().getParticlesArray().back();
+    const uint32_t strayId = stray->id;
+    const uint32_t particles = fluid.get_MAC_ParticleSystem().getParticlesCount();
+
+    solver.advect_MAC_Particles(2, fluid);
+
+    const MAC_Particle3& moved = fluid.ref_MAC_ParticleSystem().find(strayId);
+    ASSERT_EQ(moved.id, strayId);
+    Tuple3<unsigned int> ijk;
+    ASSERT_TRUE(fluid.getGrid().locate(moved.position, ijk));
+    EXPECT_EQ(at(ijk.first, ijk.second, ijk.third)->getType(), LBM_CELL_FLUID);
+    const Vector3<float> offset = moved.position - siteCentre(ijk.first, ijk.second, ijk.third);
+    EXPECT_NEAR(std::sqrt(offset.dot(offset)), 0.49f, 1e-5f);
+    EXPECT_EQ(fluid.get_MAC_ParticleSystem().getParticlesCount(), particles);
+    EXPECT_EQ(fluid.get_MAC_ParticleSystem().getMinSpeed(), 0.0f);  // all at rest
+
+    // Once every cell is near the surface or a wall there is no depth left.
+    solver.label(2, fluid.refSolverContext(), fluid);
+    addParticle(siteCentre(6, 5, 6));
+    solver.advect_MAC_Particles(2, fluid);
+    EXPECT_EQ(fluid.get_MAC_ParticleSystem().getParticlesCount(), particles) << "no deep cell: deleted";
+}
+
+TEST_F(HandCells, ParticlesBounceOffSolidsOrStay) {
+    place(3, 1, 3, LBM_CELL_FLUID);
+    MAC_Particle3 particle;
+    particle.position = siteCentre(3, 1, 3);
+    particle.velocity = Vector3<float>(0.0f, 0.25f, 0.0f);
+
+    // Straight down into the floor: reflected straight up.
+    solver.advectParticle(fluid, Vector3<float>(0.0f, -1.0f, 0.0f), particle);
+    EXPECT_EQ(particle.velocity, Vector3<float>(0.0f, 1.0f, 0.0f));
+    EXPECT_EQ(particle.position, siteCentre(3, 2, 3));
+
+    // With an obstacle above as well, the particle keeps its old state.
+    LBM_SolidCell3<float>* lid = fluid.acquireSolidCell();
+    lid->setGridMonoindex(fluid.getGrid().index(3, 2, 3));
+    fluid.refGrid().at(3, 2, 3) = lid;
+    particle.position = siteCentre(3, 1, 3);
+    const MAC_Particle3 before = particle;
+    solver.advectParticle(fluid, Vector3<float>(0.0f, -1.0f, 0.0f), particle);
+    EXPECT_EQ(particle.position, before.position);
+    EXPECT_EQ(particle.velocity, before.velocity);
+
+    // A particle inside a solid is pushed one unit into liquid.
+    MAC_Particle3& stuck = fluid.ref_MAC_ParticleSystem().createParticle(
+        siteCentre(3, 0, 3), Vector3<float>(), 0, Vector2<float>());
+    const uint32_t id = stuck.id;
+    solver.updateCellArrays(fluid);
+    solver.advect_MAC_Particles(1, fluid);
+    const MAC_Particle3& pushed = fluid.ref_MAC_ParticleSystem().find(id);
+    EXPECT_EQ(pushed.position, siteCentre(3, 1, 3));
+    EXPECT_EQ(pushed.velocity, Vector3<float>(0.0f, 1.0f, 0.0f));
+}
+
+TEST(SolverKernels, SplineValuesAndZeroNormal) {
+    PassSolver solver;
+    EXPECT_EQ(solver.SPHKernel(0.0f), 1.0f);
+    EXPECT_EQ(solver.SPHKernel(1.0f), 0.25f);
+    EXPECT_EQ(solver.SPHKernel(1.5f), 0.03125f);
+    EXPECT_EQ(solver.SPHKernel(2.0f), 0.0f);
+    EXPECT_EQ(solver.SPHKernel(-0.1f), 0.0f);
+    EXPECT_EQ(solver.SPHKernel(2.1f), 0.0f);
+    SceneFluid fluid;
+    EXPECT_EQ(solver.computeNormal(fluid, 0, 0, 0), Vector3<double>());
+}
+
+TEST(SolverRandomness, GeneratorsFollowTheirRecurrences) {
+    // Worked by hand from m = 1, a = 3, b = 1.
+    ReseedCellPicker picker;
+    EXPECT_EQ(picker.pick(10), 6u);
+    EXPECT_EQ(picker.pick(10), 2u);
+    EXPECT_EQ(picker.pick(10), 2u);
+    ReseedCellPicker single;
+    for (int n = 0; n < 5; ++n) EXPECT_EQ(single.pick(1), 0u);
+
+    SolverRand random;
+    EXPECT_EQ(random(), 41);
+    EXPECT_EQ(random(), 18467);
+    EXPECT_EQ(random(), 6334);
+    int lowest = SolverRand::kMax, highest = 0;
+    for (int n = 0; n < 100000; ++n) {
+        const int r = random();
+        lowest = std::min(lowest, r);
+        highest = std::max(highest, r);
+    }
+    EXPECT_EQ(lowest, 0);
+    EXPECT_EQ(highest, SolverRand::kMax);
+
+    const double radius = static_cast<double>(0.49f);
+    EXPECT_EQ(reseedOffset(0, 12345), Vector3<double>(0.0, 0.0, radius));
+    EXPECT_EQ(reseedOffset(SolverRand::kMax, 0).z, -radius);
+    const Vector3<double> any = reseedOffset(1000, 20000);
+    EXPECT_NEAR(std::sqrt(any.lengthSquared()), radius, 1e-15);
+}
+
+}  // namespace
+}  // namespace kelvar::fluid::test
