@@ -27,9 +27,10 @@ class ParticleChunkPool;
 // first chunk in list order with a free slot.
 //
 // Pointers to particles stay valid until the particle is removed or a lookup
-// re-sorts its chunk (find/remove after an add into that chunk); the cached
-// pointer array is rebuilt after every change, so getParticlesArray() always
-// holds current addresses. Not thread-safe: concurrent reads are fine only
+// re-sorts its chunk (the first find/remove after an add that broke the
+// chunk's id order, e.g. a reused slot or a given smaller id). Every change,
+// such a re-sort included, marks the cached pointer array stale, so
+// getParticlesArray() always holds current addresses. Not thread-safe: concurrent reads are fine only
 // while nobody adds, removes, finds or rebuilds the cached array.
 //
 // A copy made by the copy constructor is a view of the source's chunks: it
