@@ -55,14 +55,6 @@ MAC_LBM_Fluid3& MAC_LBM_Fluid3::operator=(const MAC_LBM_Fluid3& other) {
 
 MAC_LBM_Fluid3::~MAC_LBM_Fluid3() = default;
 
-void MAC_LBM_Fluid3::addForce(const Vector3<float>&, const Vector3<float>&) {}
-
-void MAC_LBM_Fluid3::addForce(const Vector3<float>&) {}
-
-void MAC_LBM_Fluid3::setForce(const Vector3<float>&, const Vector3<float>&) {}
-
-void MAC_LBM_Fluid3::setForce(const Vector3<float>&) {}
-
 bool MAC_LBM_Fluid3::createCheckPoint(const KV_String&) const {
     return false;
 }
@@ -85,9 +77,6 @@ void MAC_LBM_Fluid3::setResolution(const unsigned int& requestedCount) {
     vofField.setSpacing({1.0f, 1.0f, 1.0f});
 }
 
-void MAC_LBM_Fluid3::setFluidCells(const Mesh&, const Vector3<float>&, const float&, const int&,
-                                   const unsigned short&) {}
-
 void MAC_LBM_Fluid3::setStaticSolidCells(const ArrayOfPtr<const Mesh, KV_NO>&, const Array<FrictionData>&) {}
 
 void MAC_LBM_Fluid3::setDynamicSolidCells(const ArrayOfPtr<const Mesh, KV_NO>&, const Array<FrictionData>&) {}
@@ -95,8 +84,6 @@ void MAC_LBM_Fluid3::setDynamicSolidCells(const ArrayOfPtr<const Mesh, KV_NO>&, 
 void MAC_LBM_Fluid3::computeMomentum(Array<Vector3<float>>& momentum) const {
     momentum.clear();
 }
-
-void MAC_LBM_Fluid3::setSinkCells(const Mesh&, const bool&) {}
 
 void MAC_LBM_Fluid3::getNeighborCells(const Tuple3<unsigned int>& ijk, const GridType& grid, NeighborArray& out) const {
     getNeighborCells(ijk.first, ijk.second, ijk.third, grid, out);
@@ -119,12 +106,6 @@ void MAC_LBM_Fluid3::getNeighborCells(const unsigned int& i, const unsigned int&
 void MAC_LBM_Fluid3::getFluidCellsInSolidContactAsParticles(Array<MAC_Particle3>& contacts) const {
     contacts.clear();
 }
-
-void MAC_LBM_Fluid3::addAcceleration(const Vector3<float>&, const Vector3<float>&) {}
-
-void MAC_LBM_Fluid3::addAcceleration(const Vector3<float>&) {}
-
-void MAC_LBM_Fluid3::setAcceleration(const Vector3<float>&) {}
 
 void MAC_LBM_Fluid3::getNeighborCells(const unsigned int& index, const GridType& grid, NeighborArray& out) const {
     const unsigned int stride = grid.getStride();
