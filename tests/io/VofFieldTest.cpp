@@ -1,0 +1,145 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "HandFilledFluid.h"
+
+namespace kelvar::fluid {
+namespace {
+
+using test::HandFilledFluid;
+
+constexpr float kLoneInterface = 0.5f - 0.5f / 27.0f;
+
+TEST(VofField, FollowsTheGridAndClearsTheDirtyBit) {
+    HandFilledFluid fluid(4, 5, 6);
+    ASSERT_EQ(fluid.getGrid().getNx(), 4u);
+    ASSERT_EQ(fluid.getGrid().getNy(), 5u);
+    ASSERT_EQ(fluid.getGrid().getNz(), 6u);
+    fluid.markDirty();
+    fluid.compute_VOF_Field();
+    const ScalarField3<float>& field = fluid.get_VOF_Field();
+    EXPECT_EQ(field.getResolution(), (Tuple3<unsigned int>{4, 5, 6}));
+    EXPECT_EQ(field.getSpacing(), Vector3<float>(1.0f, 1.0f, 1.0f));
+    // Voxels sit on the cell centres of the grid box.
+    const Box3<float>& box = fluid.getGrid().getBox();
+    EXPECT_EQ(field.voxelPosition(0, 0, 0), box.min + Vector3<float>(0.5f, 0.5f, 0.5f));
+    EXPECT_EQ(field.voxelPosition(3, 4, 5), box.max - Vector3<float>(0.5f, 0.5f, 0.5f));
+    EXPECT_FALSE(fluid.getDirtyFlags().test(MAC_LBM_Fluid3::VOF_DIRTY));
+    // An empty grid is gas everywhere.
+    for (float v : field.getValues()) EXPECT_EQ(v, 0.5f);
+}
+
+TEST(VofField, DeepLiquidIsFlatAndWallsAreGas) {
+    HandFilledFluid fluid(5, 5, 5);
+    const auto& grid = fluid.getGrid();
+    for (unsigned n = 0; n < grid.getCount(); ++n)
+        fluid.placeLiquid(n / 25, n / 5 % 5, n % 5, LBM_CELL_FLUID, 0.75f);
+    fluid.markDirty();
+    fluid.compute_VOF_Field();
+    for (float v : fluid.get_VOF_Field().getValues()) ASSERT_EQ(v, -0.5f);
+
+    // Walls around a full interior read exactly 0.5 whatever their neighbours.
+    fluid.setDomainBoundaryCells();
+    fluid.markDirty();
+    fluid.compute_VOF_Field();
+    for (unsigned i = 0; i < 5; ++i)
+        for (unsigned j = 0; j < 5; ++j)
+            for (unsigned k = 0; k < 5; ++k) {
+                const bool wall = i % 4 == 0 || j % 4 == 0 || k % 4 == 0;
+                EXPECT_EQ(fluid.value(i, j, k), wall ? 0.5f : -0.5f) << i << j << k;
+            }
+}
+
+TEST(VofField, SurfaceSitesAreSmoothedByDistanceOverTwentySeven) {
+    HandFilledFluid fluid(5, 5, 5);
+    fluid.placeLiquid(2, 2, 2, LBM_CELL_INTERFACE, 0.5f);
+    fluid.placeGas(3, 2, 2);
+    fluid.placeSink(2, 2, 3);
+    fluid.markDirty();
+    fluid.compute_VOF_Field();
+    EXPECT_EQ(fluid.value(2, 2, 2), kLoneInterface);
+    EXPECT_EQ(fluid.value(3, 2, 2), 0.5f);  // an existing gas cell is not smoothed
+    // Sites without a cell, and sinks, take the neighbour weighted by distance.
+    EXPECT_EQ(fluid.value(1, 2, 2), 0.5f - 0.5f / 27.0f);
+    EXPECT_EQ(fluid.value(2, 2, 3), 0.5f - 0.5f / 27.0f);
+    EXPECT_EQ(fluid.value(1, 1, 2), 0.5f - (0.5f / std::sqrt(2.0f)) / 27.0f);
+    EXPECT_EQ(fluid.value(1, 1, 1), 0.5f - (0.5f / std::sqrt(3.0f)) / 27.0f);
+    EXPECT_EQ(fluid.value(0, 2, 2), 0.5f);
+
+    // A full cell next to the interface counts its own fill and its neighbours'.
+    fluid.placeLiquid(2, 1, 2, LBM_CELL_FLUID, 1.0f, MAC_FLAG_NEAR_INTERFACE);
+    fluid.markDirty();
+    fluid.compute_VOF_Field();
+    EXPECT_EQ(fluid.value(2, 1, 2), 0.5f - (1.0f + 0.5f) / 27.0f);
+    EXPECT_EQ(fluid.value(2, 2, 2), 0.5f - (0.5f + 1.0f) / 27.0f);
+    EXPECT_EQ(fluid.value(1, 2, 2), 0.5f - (0.5f + 1.0f / std::sqrt(2.0f)) / 27.0f);
+}
+
+TEST(VofField, RebuildsOnlyWhileOutOfDate) {
+    HandFilledFluid fluid(3, 3, 3);
+    LBM_Q19_MAC_Cell3F& cell = fluid.placeLiquid(1, 1, 1, LBM_CELL_INTERFACE, 0.5f);
+    fluid.markDirty();
+    fluid.compute_VOF_Field();
+    cell.setEpsilon(1.0f);
+    fluid.compute_VOF_Field();
+    EXPECT_EQ(fluid.value(1, 1, 1), kLoneInterface);
+    fluid.markDirty();
+    fluid.compute_VOF_Field();
+    EXPECT_EQ(fluid.value(1, 1, 1), 0.5f - 1.0f / 27.0f);
+}
+
+TEST(VofField, ResolutionFactorTakesWholeVoxelsAndLeavesTheRestGas) {
+    HandFilledFluid fluid(3, 4, 5);
+    fluid.placeLiquid(0, 0, 0, LBM_CELL_FLUID, 1.0f);
+    fluid.setVOFResolutionFactor(2.9f);
+    fluid.markDirty();
+    fluid.compute_VOF_Field();
+    const ScalarField3<float>& field = fluid.get_VOF_Field();
+    EXPECT_EQ(field.getResolution(), (Tuple3<unsigned int>{6, 8, 10}));
+    EXPECT_EQ(field.getSpacing(), Vector3<float>(1.0f, 1.0f, 1.0f));
+    EXPECT_EQ(fluid.value(0, 0, 0), -0.5f);
+    EXPECT_EQ(fluid.value(5, 7, 9), 0.5f);
+
+    // Below one voxel per cell the field is empty and nothing is read.
+    fluid.setVOFResolutionFactor(0.5f);
+    fluid.markDirty();
+    fluid.compute_VOF_Field();
+    EXPECT_EQ(fluid.get_VOF_Field().voxelCount(), 0u);
+}
+
+class SkyColumns : public ::testing::Test {
+protected:
+    SkyColumns() : fluid(3, 6, 3) {}
+    HandFilledFluid fluid;
+    Vector3<float> point{7.0f, 7.0f, 7.0f};
+};
+
+TEST_F(SkyColumns, LowestFlaggedInterfaceCellOfTheColumn) {
+    fluid.placeLiquid(1, 1, 1, LBM_CELL_INTERFACE, 0.5f);
+    fluid.placeLiquid(1, 2, 1, LBM_CELL_FLUID, 1.0f, MAC_FLAG_SKY);
+    fluid.placeLiquid(1, 3, 1, LBM_CELL_INTERFACE, 0.5f, MAC_FLAG_SKY);
+    fluid.placeLiquid(1, 5, 1, LBM_CELL_INTERFACE, 0.5f, MAC_FLAG_SKY);
+    ASSERT_TRUE(fluid.getPointInSkyInterfaceCell(0.5f, 0.5f, point));
+    // Box from (-1.5, -3, -1.5): the middle column, centre of cell row 3.
+    EXPECT_EQ(point, Vector3<float>(0.0f, 0.5f, 0.0f));
+}
+
+TEST_F(SkyColumns, NoFlaggedCellLeavesThePointAlone) {
+    fluid.placeLiquid(1, 1, 1, LBM_CELL_INTERFACE, 0.5f);
+    fluid.placeLiquid(0, 4, 0, LBM_CELL_INTERFACE, 0.5f, MAC_FLAG_SKY);
+    EXPECT_FALSE(fluid.getPointInSkyInterfaceCell(0.5f, 0.5f, point));
+    EXPECT_FALSE(fluid.getPointInSkyInterfaceCell(1.0f, 0.0f, point));  // past the last column
+    EXPECT_FALSE(fluid.getPointInSkyInterfaceCell(-0.5f, 0.0f, point));
+    EXPECT_EQ(point, Vector3<float>(7.0f, 7.0f, 7.0f));
+}
+
+TEST_F(SkyColumns, ZeroFractionsAreTheDomainCorner) {
+    fluid.placeLiquid(0, 4, 0, LBM_CELL_INTERFACE, 0.5f, MAC_FLAG_SKY);
+    ASSERT_TRUE(fluid.getPointInSkyInterfaceCell(0.0f, 0.0f, point));
+    const Box3<float>& box = fluid.getGrid().getBox();
+    EXPECT_EQ(point, Vector3<float>(box.min.x, box.min.y + 4.5f, box.min.z));
+}
+
+}  // namespace
+}  // namespace kelvar::fluid
