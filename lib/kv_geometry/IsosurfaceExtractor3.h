@@ -27,7 +27,9 @@ namespace kelvar {
 //   region beyond that face of the box as gas, one voxel deep: where inside
 //   voxels touch a closed face the surface is capped half a spacing outside
 //   the box (on the cell faces when voxels are cell centres), so with all six
-//   on the mesh is closed.
+//   on the mesh is closed. Where two capped faces meet, the piecewise-linear
+//   surface may bevel the box edge by up to half a spacing, as any padded
+//   extraction does.
 // - option bit 0 (value 1): also compute per-vertex unit normals, the
 //   area-weighted mean of the adjacent triangle normals, into the vertex
 //   attribute "Normal" (3 floats). Other bits are ignored.

@@ -37,11 +37,13 @@ template <class T>
 class KV_EXPORT MeshVoxelizer3 {
 public:
     static constexpr unsigned kDefaultChunkEdge = 16;
+    static constexpr unsigned kMaxChunkEdge = 1024;  // keeps a chunk's sample count within 32 bits
 
     explicit MeshVoxelizer3(const VoxelLattice3<T>& lattice) : lattice_(lattice) {}
 
     void setThreads(unsigned threads) { threads_ = threads == 0 ? 1 : threads; }
-    void setChunkEdge(unsigned edge) { chunkEdge_ = edge == 0 ? 1 : edge; }
+    // Cells per chunk edge, 1 to kMaxChunkEdge.
+    void setChunkEdge(unsigned edge) { chunkEdge_ = edge == 0 ? 1 : (edge > kMaxChunkEdge ? kMaxChunkEdge : edge); }
     // Keep, per surface sample, the list of triangles meeting it.
     void setCollectFaces(bool collect) { collectFaces_ = collect; }
     void setMinimumVotes(unsigned votes) { minimumVotes_ = votes < 1 ? 1 : (votes > 3 ? 3 : votes); }

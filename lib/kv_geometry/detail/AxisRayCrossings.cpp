@@ -52,14 +52,14 @@ void AxisRayCrossings::build(const Mesh& mesh, const VoxelLattice3<float>& latti
         return a.sign < b.sign;
     });
 
-    const uint32_t columns = count_[u_] * count_[v_];
-    columnStart_.assign(std::size_t(columns) + 1, 0);
+    const std::size_t columns = std::size_t(count_[u_]) * count_[v_];
+    columnStart_.assign(columns + 1, 0);
     for (const Crossing& c : all) ++columnStart_[c.column + 1];
-    for (uint32_t c = 0; c < columns; ++c) columnStart_[c + 1] += columnStart_[c];
+    for (std::size_t c = 0; c < columns; ++c) columnStart_[c + 1] += columnStart_[c];
     depth_.resize(all.size());
     windingAfter_.resize(all.size());
     int32_t winding = 0;
-    uint32_t column = UINT32_MAX;
+    uint64_t column = UINT64_MAX;
     for (std::size_t i = 0; i < all.size(); ++i) {
         if (all[i].column != column) {
             column = all[i].column;
@@ -111,7 +111,7 @@ void AxisRayCrossings::collect(const Mesh& mesh, uint32_t triangle, std::vector<
                 continue;
             const double depth =
                 a[axis_] - (normal[u_] * (point.u - a[u_]) + normal[v_] * (point.v - a[v_])) / projectedArea;
-            const uint32_t column = (iu - first_[u_]) * count_[v_] + (iv - first_[v_]);
+            const uint64_t column = uint64_t(iu - first_[u_]) * count_[v_] + (iv - first_[v_]);
             out.push_back({column, depth, sign});
         }
     }
@@ -124,13 +124,14 @@ void AxisRayCrossings::vote(const Tuple3<unsigned>& blockFirst, const Tuple3<uns
         cell[u_] = blockFirst[u_] + lu;
         for (unsigned lv = 0; lv < blockCount[v_]; ++lv) {
             cell[v_] = blockFirst[v_] + lv;
-            const uint32_t column = (cell[u_] - first_[u_]) * count_[v_] + (cell[v_] - first_[v_]);
-            const uint32_t begin = columnStart_[column];
-            const uint32_t end = columnStart_[column + 1];
+            const std::size_t column = std::size_t(cell[u_] - first_[u_]) * count_[v_] + (cell[v_] - first_[v_]);
+            const std::size_t begin = columnStart_[column];
+            const std::size_t end = columnStart_[column + 1];
             if (begin == end) continue;
             const double firstCentre = lattice_.centreAlong(axis_, blockFirst[axis_]);
-            uint32_t next = uint32_t(std::lower_bound(depth_.begin() + begin, depth_.begin() + end, firstCentre) -
-                                     depth_.begin());
+            const auto first = depth_.begin() + std::ptrdiff_t(begin);
+            std::size_t next = std::size_t(std::lower_bound(first, depth_.begin() + std::ptrdiff_t(end), firstCentre) -
+                                           depth_.begin());
             int32_t winding = next > begin ? windingAfter_[next - 1] : 0;
             for (unsigned la = 0; la < blockCount[axis_]; ++la) {
                 cell[axis_] = blockFirst[axis_] + la;

@@ -35,7 +35,7 @@ public:
 
 private:
     struct Crossing {
-        uint32_t column;
+        uint64_t column;
         double depth;
         int32_t sign;
     };
@@ -47,7 +47,7 @@ private:
     unsigned v_ = 2;
     Tuple3<unsigned> first_{};
     Tuple3<unsigned> count_{};
-    std::vector<uint32_t> columnStart_;
+    std::vector<std::size_t> columnStart_;
     std::vector<double> depth_;
     std::vector<int32_t> windingAfter_;
 };
