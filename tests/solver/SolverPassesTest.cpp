@@ -8,6 +8,7 @@
 #include "SolverTestScene.h"
 #include "kv_fluids_dyn/solver/SolverRandom.h"
 #include "kv_fluids_dyn/solver/SpeedLimit.h"
+#include "kv_fluids_dyn/solver/VelocitySampler.h"
 
 namespace kelvar::fluid::test {
 namespace {
@@ -284,6 +285,28 @@ TEST_F(HandCells, ParticlesBounceOffSolidsOrStay) {
     const MAC_Particle3& pushed = fluid.ref_MAC_ParticleSystem().find(id);
     EXPECT_EQ(pushed.position, siteCentre(3, 1, 3));
     EXPECT_EQ(pushed.velocity, Vector3<float>(0.0f, 1.0f, 0.0f));
+}
+
+TEST_F(Relabel, AdvectionSamplesExactlyAsTheFluidDoes) {
+    // Give every liquid cell its own velocity, then compare bit for bit at
+    // points inside, on the faces of and around the liquid.
+    for (LBM_Q19_MAC_Cell3F* cell : fluid.refArrLiquidCells()) {
+        const float i = float(cell->getGridMonoindex());
+        cell->setVelocity(Vector3<float>(std::sin(i) * 0.01f, std::cos(i) * 0.02f, std::sin(0.5f * i) * 0.03f));
+    }
+    const VelocitySampler sample(fluid.getGrid());
+    const Vector3<float>& o = fluid.getGrid().getBox().min;
+    SolverRand random;
+    for (int n = 0; n < 20000; ++n) {
+        const Vector3<float> p(o.x - 0.5f + 9.0f * float(random()) / 32767.0f,
+                               o.y - 0.5f + 9.0f * float(random()) / 32767.0f,
+                               o.z + float(random() % 9));  // whole values hit the box faces
+        const Vector3<float> expected = fluid.evalVelocityAt(p);
+        const Vector3<float> got = sample(p);
+        ASSERT_EQ(std::bit_cast<uint32_t>(got.x), std::bit_cast<uint32_t>(expected.x)) << n;
+        ASSERT_EQ(std::bit_cast<uint32_t>(got.y), std::bit_cast<uint32_t>(expected.y)) << n;
+        ASSERT_EQ(std::bit_cast<uint32_t>(got.z), std::bit_cast<uint32_t>(expected.z)) << n;
+    }
 }
 
 TEST(SolverKernels, SplineValuesAndZeroNormal) {

@@ -12,6 +12,7 @@
 #include "kv_fluids_dyn/lattice/LBM_Q19_Constants.h"
 #include "kv_fluids_dyn/solver/MAC_LBM_Solver3.h"
 #include "kv_fluids_dyn/solver/RunParallel.h"
+#include "kv_fluids_dyn/solver/VelocitySampler.h"
 
 namespace kelvar::fluid {
 
@@ -69,6 +70,7 @@ void MAC_LBM_Solver3::advect_MAC_Particles(const unsigned int& threadCount, MAC_
 
     MAC_ParticleSystem3& system = fluid.ref_MAC_ParticleSystem();
     const Grid& grid = fluid.getGrid();
+    const VelocitySampler velocityAt(grid);
     if (system.getParticlesCount() > 0)
         runParallel(
             system.getParticlesArray(),
@@ -80,7 +82,7 @@ void MAC_LBM_Solver3::advect_MAC_Particles(const unsigned int& threadCount, MAC_
                 if (cell == nullptr) return;
 
                 if (cell->isFluid()) {
-                    advectParticle(fluid, fluid.evalVelocityAt(particle->position), *particle);
+                    advectParticle(fluid, velocityAt(particle->position), *particle);
                     const Vector3<float>& v = particle->velocity;
                     const float speed = static_cast<float>(
                         std::sqrt(double(v.x) * double(v.x) + double(v.y) * double(v.y) + double(v.z) * double(v.z)));

@@ -1,0 +1,104 @@
+#pragma once
+
+#include <cmath>
+#include <cstdint>
+
+#include "kv_fluids_dyn/domain/Grid3.h"
+#include "kv_fluids_dyn/lattice/LBM_Cell3.h"
+#include "kv_math/Vector3.h"
+
+namespace kelvar::fluid {
+
+// Trilinear velocity sampling for the particle advection: the same
+// arithmetic, operation for operation, as LBM_Fluid3::evalVelocityAt, so the
+// results are bit-identical, but with the grid geometry held in plain
+// members and the cell lookups inlined, since the advection samples once per
+// particle and sub-step. Build one per pass, after the grid has its size.
+class VelocitySampler {
+public:
+    using Grid = Grid3<LBM_Cell3<float>, float>;
+
+    explicit VelocitySampler(const Grid& grid)
+        : cells(grid.getCells().data()),
+          nx(grid.getNx()),
+          ny(grid.getNy()),
+          nz(grid.getNz()),
+          stride(grid.getStride()),
+          last(grid.getCells().size() - 1),
+          min(grid.getBox().min),
+          cellSize(grid.getCellSize()),
+          invCellSize(grid.getInvCellSize()),
+          halfWidth(grid.getLatticeCellSize() / 2.0f) {}
+
+    Vector3<float> operator()(const Vector3<float>& p) const {
+        const Vector3<float> offset = (p - min).mul(invCellSize);
+        const Vector3<float> c(std::trunc(offset.x), std::trunc(offset.y), std::trunc(offset.z));
+        const Vector3<float> base = min + c.mul(cellSize);
+
+        // First of the eight boxes centred on the corners of p's cell that
+        // holds p; the last one tried when none does.
+        Vector3<float> centre;
+        for (unsigned int n = 0; n < kCorners; ++n) {
+            centre = base + corner(n).mul(cellSize);
+            const Vector3<float> d = p - centre;
+            if (std::abs(d.x) <= halfWidth && std::abs(d.y) <= halfWidth && std::abs(d.z) <= halfWidth) break;
+        }
+
+        const Vector3<float>& fallback =
+            velocityAt(truncateToCellIndex(c.x), truncateToCellIndex(c.y), truncateToCellIndex(c.z));
+        const Vector3<float> low = centre - Vector3<float>(halfWidth, halfWidth, halfWidth);
+        const float width = halfWidth * 2.0f;
+        Vector3<float> v[kCorners];
+        for (unsigned int n = 0; n < kCorners; ++n) {
+            const Vector3<float> q = (low + corner(n) * width - min).mul(invCellSize);
+            const unsigned int i = truncateToCellIndex(q.x), j = truncateToCellIndex(q.y), k = truncateToCellIndex(q.z);
+            const LBM_Cell3<float>* cell = i < nx && j < ny && k < nz ? cellAt(i * stride + j * nz + k) : nullptr;
+            v[n] = cell != nullptr && cell->isFluid() ? cell->getVelocity() : fallback;
+        }
+
+        const Vector3<float> t = (p - low) / width;
+        const float sx = 1.0f - t.x;
+        const float sy = 1.0f - t.y;
+        const float sz = 1.0f - t.z;
+        const Vector3<float> x00 = v[0] * sx + v[1] * t.x;
+        const Vector3<float> x10 = v[2] * sx + v[3] * t.x;
+        const Vector3<float> x01 = v[4] * sx + v[5] * t.x;
+        const Vector3<float> x11 = v[6] * sx + v[7] * t.x;
+        const Vector3<float> y0 = x00 * sy + x10 * t.y;
+        const Vector3<float> y1 = x01 * sy + x11 * t.y;
+        return y0 * sz + y1 * t.z;
+    }
+
+private:
+    static constexpr unsigned int kCorners = 8;
+
+    static Vector3<float> corner(unsigned int n) {
+        return Vector3<float>(float(n & 1u), float((n >> 1) & 1u), float((n >> 2) & 1u));
+    }
+
+    // The grid's clamped lookup: past the end to the last cell, top bit to 0.
+    const LBM_Cell3<float>* cellAt(uint32_t index) const {
+        if (static_cast<int32_t>(index) < 0) return cells[0];
+        return cells[index < last ? index : last];
+    }
+
+    const Vector3<float>& velocityAt(unsigned int i, unsigned int j, unsigned int k) const {
+        static const Vector3<float> zero;
+        if (!(i < nx && j < ny && k < nz)) return zero;
+        const LBM_Cell3<float>* cell = cellAt(i * stride + j * nz + k);
+        return cell != nullptr && cell->isFluid() ? cell->getVelocity() : zero;
+    }
+
+    const LBM_Cell3<float>* const* cells;
+    uint32_t nx;
+    uint32_t ny;
+    uint32_t nz;
+    uint32_t stride;
+    uint32_t last;
+    Vector3<float> min;
+    Vector3<float> cellSize;
+    Vector3<float> invCellSize;
+    float halfWidth;
+};
+
+}  // namespace kelvar::fluid
