@@ -74,6 +74,23 @@ TEST(MeshVoxelizer3, AxisAlignedBoxInsideCountIsExact) {
     EXPECT_EQ(countInside(chunks), 10u * 5u * 5u);
 }
 
+TEST(MeshVoxelizer3, OverlappingTouchingAndInvertedPartsCountAsTheirUnion) {
+    const Lattice lattice = unitLattice(32);
+    Mesh parts = makeBoxMesh(Box3<float>({2, 2, 2}, {10, 10, 10}), 2);
+    parts.addMesh(makeBoxMesh(Box3<float>({6, 6, 6}, {14, 12, 12}), 3));   // overlaps the first
+    parts.addMesh(makeBoxMesh(Box3<float>({14, 6, 6}, {20, 12, 12}), 1));  // shares a face with the second
+    Mesh inverted = makeBoxMesh(Box3<float>({22, 22, 22}, {25, 26, 27}), 2);
+    for (auto& t : inverted.refTriangles()) std::swap(t.second, t.third);  // wound inside out
+    parts.addMesh(inverted);
+    Array<Box3BoxesBits<float>> chunks;
+    ASSERT_TRUE(rasterizeSolidMesh(parts, lattice, regionsOf(Box3<float>({0, 0, 0}, {32, 32, 32})), chunks, 2));
+    const uint32_t first = 8 * 8 * 8;
+    const uint32_t second = 8 * 6 * 6 - 4 * 4 * 4;  // minus the overlap with the first
+    const uint32_t third = 6 * 6 * 6;
+    const uint32_t fourth = 3 * 4 * 5;
+    EXPECT_EQ(countInside(chunks), first + second + third + fourth);
+}
+
 TEST(MeshVoxelizer3, RaysThroughVerticesAndEdgesCountOnce) {
     // Face vertices sit exactly on cell centres, so many rays pass through
     // vertices and edges. Every axis alone must classify the cells whose
