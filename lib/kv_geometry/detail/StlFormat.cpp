@@ -1,10 +1,11 @@
 #include "kv_geometry/detail/StlFormat.h"
 
+#include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 #include "kv_basic/ByteOrder.h"
@@ -19,46 +20,47 @@ constexpr std::size_t kHeaderBytes = 80;
 constexpr std::size_t kTriangleBytes = 50;  // normal, three corners, attribute word
 constexpr uint64_t kMaxTriangles = UINT32_MAX / 3;
 
-// Welds corners with identical coordinates (0 and -0 alike) into one vertex.
-class VertexWelder {
-public:
-    explicit VertexWelder(Mesh& mesh) : mesh_(mesh) {}
-    uint32_t add(const Vector3<float>& p) {
-        const Key key{bits(p.x), bits(p.y), bits(p.z)};
-        const auto [it, inserted] = index_.try_emplace(key, mesh_.vertexCount());
-        if (inserted) mesh_.addVertex(p);
-        return it->second;
+// Coordinates as comparable bits, 0 and -0 alike.
+std::array<uint32_t, 3> weldKey(const Vector3<float>& p) {
+    std::array<uint32_t, 3> key{};
+    for (unsigned a = 0; a < 3; ++a) {
+        const float v = p[a] == 0.0f ? 0.0f : p[a];
+        std::memcpy(&key[a], &v, sizeof v);
     }
+    return key;
+}
 
-private:
-    struct Key {
-        uint32_t x, y, z;
-        bool operator==(const Key&) const = default;
-    };
-    struct KeyHash {
-        std::size_t operator()(const Key& k) const {
-            return std::size_t(k.x) * 0x9E3779B1u ^ std::size_t(k.y) * 0x85EBCA77u ^ std::size_t(k.z) * 0xC2B2AE3Du;
-        }
-    };
-    static uint32_t bits(float v) {
-        if (v == 0.0f) v = 0.0f;
-        uint32_t b;
-        std::memcpy(&b, &v, 4);
-        return b;
-    }
-    Mesh& mesh_;
-    std::unordered_map<Key, uint32_t, KeyHash> index_;
-};
+// Turns a triangle soup (three corners per triangle) into a mesh whose equal
+// corners share one vertex, numbered in order of first use. Sorting the
+// corners by position finds the equal ones without a node per vertex.
+void weldCorners(const std::vector<Vector3<float>>& corners, Mesh& out) {
+    std::vector<uint32_t> order(corners.size());
+    for (uint32_t i = 0; i < order.size(); ++i) order[i] = i;
+    std::sort(order.begin(), order.end(), [&](uint32_t a, uint32_t b) {
+        const auto ka = weldKey(corners[a]);
+        const auto kb = weldKey(corners[b]);
+        return ka != kb ? ka < kb : a < b;
+    });
+    // first[c]: the earliest corner at c's position.
+    std::vector<uint32_t> first(corners.size());
+    for (std::size_t i = 0; i < order.size(); ++i)
+        first[order[i]] = (i > 0 && weldKey(corners[order[i]]) == weldKey(corners[order[i - 1]])) ? first[order[i - 1]]
+                                                                                                    : order[i];
+    std::vector<uint32_t>& vertexOf = order;  // reused: vertex number per corner
+    for (uint32_t c = 0; c < corners.size(); ++c)
+        vertexOf[c] = first[c] == c ? out.addVertex(corners[c]) : vertexOf[first[c]];
+    out.refTriangles().reserve(uint32_t(corners.size() / 3));
+    for (uint32_t c = 0; c + 2 < corners.size(); c += 3) out.addTriangle(vertexOf[c], vertexOf[c + 1], vertexOf[c + 2]);
+}
 
 bool finite(const Vector3<float>& p) { return std::isfinite(p.x) && std::isfinite(p.y) && std::isfinite(p.z); }
 
 bool readBinary(const unsigned char* data, uint64_t triangles, const std::string& name, Mesh& out,
                 std::string& error) {
-    VertexWelder welder(out);
-    out.refTriangles().reserve(uint32_t(triangles));
+    std::vector<Vector3<float>> corners;
+    corners.reserve(std::size_t(triangles) * 3);  // the file size vouches for the count
     for (uint64_t t = 0; t < triangles; ++t) {
         const std::size_t offset = kHeaderBytes + 4 + std::size_t(t) * kTriangleBytes;
-        uint32_t corner[3];
         for (unsigned c = 0; c < 3; ++c) {
             float xyz[3];
             loadLittleEndian(xyz, 3, data + offset + 12 + 12 * c);
@@ -67,18 +69,18 @@ bool readBinary(const unsigned char* data, uint64_t triangles, const std::string
                 error = offsetError(name, offset + 12 + 12 * c, "non-finite vertex coordinate");
                 return false;
             }
-            corner[c] = welder.add(p);
+            corners.push_back(p);
         }
-        out.addTriangle(corner[0], corner[1], corner[2]);
     }
+    weldCorners(corners, out);
     return true;
 }
 
 // ASCII: solid / facet normal / outer loop / vertex x3 (or more: fanned) / endloop / endfacet / endsolid.
 bool readAscii(const char* data, std::size_t size, const std::string& name, Mesh& out, std::string& error) {
     TextScanner scanner(data, data + size);
-    VertexWelder welder(out);
-    std::vector<uint32_t> loop;
+    std::vector<Vector3<float>> corners;
+    std::vector<Vector3<float>> loop;
     bool inLoop = false;
     bool ended = false;
     std::string_view line;
@@ -96,15 +98,16 @@ bool readAscii(const char* data, std::size_t size, const std::string& name, Mesh
             for (unsigned a = 0; a < 3; ++a)
                 if (!nextToken(line, token) || !parseFiniteFloat(token, p[a]))
                     return fail("vertex needs three finite coordinates");
-            loop.push_back(welder.add(p));
+            loop.push_back(p);
         } else if (keyword == "outer") {
             if (inLoop) return fail("nested outer loop");
             inLoop = true;
             loop.clear();
         } else if (keyword == "endloop") {
             if (!inLoop || loop.size() < 3) return fail("loop without three vertices");
-            for (std::size_t i = 1; i + 1 < loop.size(); ++i) out.addTriangle(loop[0], loop[i], loop[i + 1]);
-            if (out.triangleCount() > kMaxTriangles) return fail("more triangles than a mesh can hold");
+            for (std::size_t i = 1; i + 1 < loop.size(); ++i)
+                corners.insert(corners.end(), {loop[0], loop[i], loop[i + 1]});
+            if (corners.size() / 3 > kMaxTriangles) return fail("more triangles than a mesh can hold");
             inLoop = false;
         } else if (keyword == "endsolid") {
             ended = true;
@@ -113,6 +116,7 @@ bool readAscii(const char* data, std::size_t size, const std::string& name, Mesh
         }
     }
     if (inLoop || !ended) return fail("file ends inside a solid");
+    weldCorners(corners, out);
     return true;
 }
 
