@@ -22,11 +22,22 @@ constexpr float kMinEdgeFraction = 1.0f / 1024.0f;
 constexpr uint8_t kRowBelow = 1;
 constexpr uint8_t kRowAbove = 2;
 constexpr uint8_t kRowMixed = kRowBelow | kRowAbove;
-// Slot of each edge direction in the in-layer (y, z, yz) or cross-layer (x, xy, xz, xyz) tables.
-constexpr uint8_t kInLayer[CubeTetrahedra::kDirections] = {0, 1, 1, 0, 0, 1, 0};
-constexpr uint8_t kSlot[CubeTetrahedra::kDirections] = {0, 0, 1, 1, 2, 2, 3};
+// Edge slots kept per layer (within one x layer) and per slab (spanning two).
 constexpr unsigned kInLayerSlots = 3;
 constexpr unsigned kCrossSlots = 4;
+struct SlotStore {
+    bool inLayer;
+    uint8_t index;
+};
+constexpr SlotStore kStore[CubeTetrahedra::kSlots] = {
+    {false, 0},  // axis x
+    {true, 0},   // axis y
+    {true, 1},   // axis z
+    {false, 1},  // square xy
+    {false, 2},  // square xz
+    {true, 2},   // square yz
+    {false, 3},  // body
+};
 
 template <class Vec>
 void pushGrowing(Vec& array, const typename Vec::value_type& value) {
@@ -39,13 +50,21 @@ struct Layer {
     std::vector<float> values;
     std::vector<uint8_t> below;
     std::vector<uint8_t> rowState;
-    // Crossing vertex of each in-layer edge, by slot, indexed j * nz + k.
+    // Crossing vertex of each in-layer slot (axis y, axis z, square yz), indexed y * nz + z.
     std::vector<uint32_t> edgeVertex[kInLayerSlots];
 };
 
+// A point of the padded grid and the layer holding its value.
+struct GridPoint {
+    const Layer* layer;
+    unsigned x, y, z;
+};
+
 // Walks the padded grid one slab (pair of x layers) at a time and emits the
-// surface of every mixed cube. Vertex numbers of crossed edges are kept for
-// the two layers of the current slab only.
+// surface of every mixed cube. Cubes in the upper half of the grid along an
+// axis use the split mirrored in that axis, so the grid is triangulated
+// symmetrically about its centre and capped faces meet in sharp edges.
+// Vertex numbers of crossed edges are kept for the current slab only.
 class SlabWalker {
 public:
     SlabWalker(const ScalarField3<float>& field, float iso, const unsigned close[6], Mesh& mesh)
@@ -73,7 +92,7 @@ public:
             loadLayer(x + 1, layers_[1]);
             buildInLayerEdges(x + 1, layers_[1]);
             buildCrossEdges(x);
-            emitCubes();
+            emitCubes(x);
             std::swap(layers_[0], layers_[1]);
         }
         return true;
@@ -81,6 +100,9 @@ public:
 
 private:
     std::size_t at(unsigned y, unsigned z) const { return std::size_t(y) * count_[2] + z; }
+
+    // Whether cube c along an axis lies in the upper half, where the split is mirrored.
+    bool mirrored(unsigned axis, unsigned c) const { return 2 * uint64_t(c) + 1 >= count_[axis]; }
 
     void loadLayer(unsigned x, Layer& layer) const {
         const Tuple3<unsigned>& n = field_.getResolution();
@@ -103,85 +125,113 @@ private:
         }
     }
 
-    // Creates the vertex where the edge from padded point (x, y, z) along
-    // direction d crosses the iso value; a and b are the end values.
-    uint32_t makeVertex(unsigned x, unsigned y, unsigned z, unsigned d, float a, float b) {
+    // Stores in `slot` the vertex where the edge p-q crosses the iso value, if it does.
+    void crossing(uint32_t& slot, const GridPoint& p, const GridPoint& q) {
+        const std::size_t ip = at(p.y, p.z);
+        const std::size_t iq = at(q.y, q.z);
+        if (p.layer->below[ip] == q.layer->below[iq]) return;
+        const float a = p.layer->values[ip];
+        const float b = q.layer->values[iq];
         float t = (a == kPadValue || b == kPadValue) ? 0.5f : (iso_ - a) / (b - a);
         if (!std::isfinite(t)) t = 0.5f;
         t = std::clamp(t, kMinEdgeFraction, 1.0f - kMinEdgeFraction);
-        const auto& offset = tables_.directionOffset[d];
-        const unsigned point[3] = {x, y, z};
-        Vector3<float> p;
+        const unsigned from[3] = {p.x, p.y, p.z};
+        const unsigned to[3] = {q.x, q.y, q.z};
+        Vector3<float> position;
         for (unsigned a3 = 0; a3 < 3; ++a3) {
-            const float index = float(int(point[a3]) - int(padLow_[a3]));
-            p[a3] = field_.getBox().min[a3] + (index + t * float(offset[a3])) * field_.getSpacing()[a3];
+            const float index = float(int(from[a3]) - int(padLow_[a3]));
+            const float step = float(int(to[a3]) - int(from[a3]));
+            position[a3] = field_.getBox().min[a3] + (index + t * step) * field_.getSpacing()[a3];
         }
-        pushGrowing(mesh_.refVertices(), p);
-        return mesh_.vertexCount() - 1;
+        pushGrowing(mesh_.refVertices(), position);
+        slot = mesh_.vertexCount() - 1;
     }
 
     void buildInLayerEdges(unsigned x, Layer& layer) {
         const unsigned ny = count_[1];
         const unsigned nz = count_[2];
         for (unsigned y = 0; y < ny; ++y) {
-            const bool hasNext = y + 1 < ny;
-            if (layer.rowState[y] == kRowMixed) {
+            const std::size_t row = at(y, 0);
+            if (layer.rowState[y] == kRowMixed)
                 for (unsigned z = 0; z + 1 < nz; ++z)
-                    if (layer.below[at(y, z)] != layer.below[at(y, z + 1)])
-                        layer.edgeVertex[kSlot[2]][at(y, z)] =
-                            makeVertex(x, y, z, 2, layer.values[at(y, z)], layer.values[at(y, z + 1)]);
-            }
-            if (!hasNext || (layer.rowState[y] | layer.rowState[y + 1]) != kRowMixed) continue;
+                    crossing(layer.edgeVertex[kStore[CubeTetrahedra::kAxisZ].index][row + z], {&layer, x, y, z},
+                             {&layer, x, y, z + 1});
+            if (y + 1 >= ny || (layer.rowState[y] | layer.rowState[y + 1]) != kRowMixed) continue;
+            const bool my = mirrored(1, y);
             for (unsigned z = 0; z < nz; ++z) {
-                const uint8_t b = layer.below[at(y, z)];
-                if (b != layer.below[at(y + 1, z)])
-                    layer.edgeVertex[kSlot[1]][at(y, z)] =
-                        makeVertex(x, y, z, 1, layer.values[at(y, z)], layer.values[at(y + 1, z)]);
-                if (z + 1 < nz && b != layer.below[at(y + 1, z + 1)])
-                    layer.edgeVertex[kSlot[5]][at(y, z)] =
-                        makeVertex(x, y, z, 5, layer.values[at(y, z)], layer.values[at(y + 1, z + 1)]);
+                crossing(layer.edgeVertex[kStore[CubeTetrahedra::kAxisY].index][row + z], {&layer, x, y, z},
+                         {&layer, x, y + 1, z});
+                if (z + 1 >= nz) continue;
+                uint32_t& square = layer.edgeVertex[kStore[CubeTetrahedra::kSquareYZ].index][row + z];
+                if (my == mirrored(2, z))
+                    crossing(square, {&layer, x, y, z}, {&layer, x, y + 1, z + 1});
+                else
+                    crossing(square, {&layer, x, y + 1, z}, {&layer, x, y, z + 1});
             }
         }
     }
 
     void buildCrossEdges(unsigned x) {
-        const Layer& lo = layers_[0];
-        const Layer& hi = layers_[1];
+        const Layer* lo = &layers_[0];
+        const Layer* hi = &layers_[1];
         const unsigned ny = count_[1];
         const unsigned nz = count_[2];
+        const bool mx = mirrored(0, x);
         for (unsigned y = 0; y < ny; ++y) {
             const bool hasNext = y + 1 < ny;
-            uint8_t state = lo.rowState[y] | hi.rowState[y];
-            if (hasNext) state |= hi.rowState[y + 1];
+            uint8_t state = lo->rowState[y] | hi->rowState[y];
+            if (hasNext) state |= lo->rowState[y + 1] | hi->rowState[y + 1];
             if (state != kRowMixed) continue;
+            const bool my = mirrored(1, y);
+            const std::size_t row = at(y, 0);
             for (unsigned z = 0; z < nz; ++z) {
-                const uint8_t b = lo.below[at(y, z)];
-                const float a = lo.values[at(y, z)];
-                if (b != hi.below[at(y, z)]) crossVertex_[kSlot[0]][at(y, z)] = makeVertex(x, y, z, 0, a, hi.values[at(y, z)]);
-                if (hasNext && b != hi.below[at(y + 1, z)])
-                    crossVertex_[kSlot[3]][at(y, z)] = makeVertex(x, y, z, 3, a, hi.values[at(y + 1, z)]);
-                if (z + 1 < nz && b != hi.below[at(y, z + 1)])
-                    crossVertex_[kSlot[4]][at(y, z)] = makeVertex(x, y, z, 4, a, hi.values[at(y, z + 1)]);
-                if (hasNext && z + 1 < nz && b != hi.below[at(y + 1, z + 1)])
-                    crossVertex_[kSlot[6]][at(y, z)] = makeVertex(x, y, z, 6, a, hi.values[at(y + 1, z + 1)]);
+                crossing(crossVertex_[kStore[CubeTetrahedra::kAxisX].index][row + z], {lo, x, y, z},
+                         {hi, x + 1, y, z});
+                const bool hasZ = z + 1 < nz;
+                const bool mz = hasZ && mirrored(2, z);
+                if (hasNext) {
+                    uint32_t& square = crossVertex_[kStore[CubeTetrahedra::kSquareXY].index][row + z];
+                    if (mx == my)
+                        crossing(square, {lo, x, y, z}, {hi, x + 1, y + 1, z});
+                    else
+                        crossing(square, {lo, x, y + 1, z}, {hi, x + 1, y, z});
+                }
+                if (hasZ) {
+                    uint32_t& square = crossVertex_[kStore[CubeTetrahedra::kSquareXZ].index][row + z];
+                    if (mx == mz)
+                        crossing(square, {lo, x, y, z}, {hi, x + 1, y, z + 1});
+                    else
+                        crossing(square, {lo, x, y, z + 1}, {hi, x + 1, y, z});
+                }
+                if (hasNext && hasZ) {
+                    // The cube's main diagonal runs from corner m to corner 7 ^ m.
+                    const unsigned m = unsigned(mx) | unsigned(my) << 1 | unsigned(mz) << 2;
+                    crossing(crossVertex_[kStore[CubeTetrahedra::kBody].index][row + z], cornerPoint(x, y, z, m),
+                             cornerPoint(x, y, z, 7 ^ m));
+                }
             }
         }
     }
 
-    // Vertex on cube edge e of the cube whose lowest corner is (current x, y, z).
-    uint32_t cubeEdgeVertex(unsigned e, unsigned y, unsigned z) const {
-        const uint8_t owner = tables_.edgeCorners[e][0];
-        const unsigned d = tables_.edgeDirection[e];
-        const std::size_t cell = at(y + ((owner >> 1) & 1), z + ((owner >> 2) & 1));
-        if (!kInLayer[d]) return crossVertex_[kSlot[d]][cell];
-        return layers_[owner & 1].edgeVertex[kSlot[d]][cell];
+    GridPoint cornerPoint(unsigned x, unsigned y, unsigned z, unsigned corner) const {
+        return {&layers_[corner & 1], x + (corner & 1), y + ((corner >> 1) & 1), z + ((corner >> 2) & 1)};
     }
 
-    void emitCubes() {
+    // Vertex on a tetrahedron edge of the cube whose lowest corner is (current x, y, z).
+    uint32_t edgeVertex(const CubeTetrahedra::EdgeRef& edge, unsigned y, unsigned z) const {
+        const SlotStore store = kStore[edge.slot];
+        const std::size_t cell = at(y + ((edge.owner >> 1) & 1), z + ((edge.owner >> 2) & 1));
+        if (!store.inLayer) return crossVertex_[store.index][cell];
+        return layers_[edge.owner & 1].edgeVertex[store.index][cell];
+    }
+
+    void emitCubes(unsigned x) {
         const Layer& lo = layers_[0];
         const Layer& hi = layers_[1];
+        const unsigned mx = mirrored(0, x) ? 1 : 0;
         for (unsigned y = 0; y + 1 < count_[1]; ++y) {
             if ((lo.rowState[y] | lo.rowState[y + 1] | hi.rowState[y] | hi.rowState[y + 1]) != kRowMixed) continue;
+            const unsigned mxy = mx | (mirrored(1, y) ? 2 : 0);
             for (unsigned z = 0; z + 1 < count_[2]; ++z) {
                 unsigned mask = 0;
                 for (unsigned c = 0; c < 8; ++c) {
@@ -189,20 +239,20 @@ private:
                     mask |= unsigned(layer.below[at(y + ((c >> 1) & 1), z + ((c >> 2) & 1))]) << c;
                 }
                 if (mask == 0 || mask == 0xFF) continue;
-                emitCube(mask, y, z);
+                emitCube(mask, tables_.variants[mxy | (mirrored(2, z) ? 4 : 0)], y, z);
             }
         }
     }
 
-    void emitCube(unsigned cubeMask, unsigned y, unsigned z) {
+    void emitCube(unsigned cubeMask, const CubeTetrahedra::Variant& split, unsigned y, unsigned z) {
         for (unsigned t = 0; t < CubeTetrahedra::kTetrahedra; ++t) {
-            const auto& corners = tables_.tetCorners[t];
+            const auto& corners = split.corners[t];
             unsigned mask = 0;
             for (unsigned c = 0; c < 4; ++c) mask |= ((cubeMask >> corners[c]) & 1u) << c;
             const CubeTetrahedra::Case& triangles = tables_.cases[mask];
             for (unsigned tri = 0; tri < triangles.triangleCount; ++tri) {
                 uint32_t v[3];
-                for (unsigned c = 0; c < 3; ++c) v[c] = cubeEdgeVertex(tables_.tetEdges[t][triangles.edges[tri][c]], y, z);
+                for (unsigned c = 0; c < 3; ++c) v[c] = edgeVertex(split.edges[t][triangles.edges[tri][c]], y, z);
                 pushGrowing(mesh_.refTriangles(), Mesh::Triangle{v[0], v[1], v[2]});
             }
         }

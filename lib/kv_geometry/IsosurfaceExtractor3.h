@@ -8,11 +8,13 @@ namespace kelvar {
 
 // Turns the iso-surface of a scalar field into a triangle mesh.
 //
-// Method: every grid cube is split into six tetrahedra around its main
-// diagonal, the same way in every cube, and the piecewise-linear surface is
-// traced through each tetrahedron. Neighbouring cubes share the diagonals of
-// their common faces, so there are no ambiguous cases and no cracks: the mesh
-// is a closed 2-manifold wherever it does not leave the field.
+// Method: every grid cube is split into six tetrahedra around a main
+// diagonal and the piecewise-linear surface is traced through each
+// tetrahedron. The split is mirrored about the grid's centre (cubes in the
+// upper half along an axis use the split reflected in that axis), which keeps
+// the diagonals of neighbouring cubes' common faces equal, so there are no
+// ambiguous cases and no cracks: the mesh is a closed 2-manifold wherever it
+// does not leave the field.
 //
 // Guarantees:
 // - Below the iso value is inside (liquid), at or above it outside (gas); a
@@ -27,9 +29,10 @@ namespace kelvar {
 //   region beyond that face of the box as gas, one voxel deep: where inside
 //   voxels touch a closed face the surface is capped half a spacing outside
 //   the box (on the cell faces when voxels are cell centres), so with all six
-//   on the mesh is closed. Where two capped faces meet, the piecewise-linear
-//   surface may bevel the box edge by up to half a spacing, as any padded
-//   extraction does.
+//   on the mesh is closed. The mirrored split runs the diagonals of the
+//   corner cubes through the box's edges and corners, so caps meet in sharp
+//   edges: a field wholly inside gives exactly the box grown by half a
+//   spacing on each side.
 // - option bit 0 (value 1): also compute per-vertex unit normals, the
 //   area-weighted mean of the adjacent triangle normals, into the vertex
 //   attribute "Normal" (3 floats). Other bits are ignored.

@@ -1,6 +1,5 @@
 #include "kv_geometry/detail/CubeTetrahedra.h"
 
-#include <algorithm>
 #include <utility>
 
 #include "kv_math/Vector3.h"
@@ -15,20 +14,31 @@ V cornerPosition(unsigned corner) { return {int(corner & 1), int((corner >> 1) &
 
 int orientation(const V& a, const V& b, const V& c, const V& d) { return (b - a).cross(c - a).dot(d - a); }
 
-// The two corners (tetrahedron-local) joined by each tetrahedron edge.
-constexpr uint8_t kTetEdgeCorners[6][2] = {{0, 1}, {0, 2}, {0, 3}, {1, 2}, {1, 3}, {2, 3}};
-
 int tetEdgeOf(unsigned a, unsigned b) {
     for (int e = 0; e < 6; ++e)
-        if ((kTetEdgeCorners[e][0] == a && kTetEdgeCorners[e][1] == b) ||
-            (kTetEdgeCorners[e][0] == b && kTetEdgeCorners[e][1] == a))
+        if ((CubeTetrahedra::kEdgeCorners[e][0] == a && CubeTetrahedra::kEdgeCorners[e][1] == b) ||
+            (CubeTetrahedra::kEdgeCorners[e][0] == b && CubeTetrahedra::kEdgeCorners[e][1] == a))
             return e;
     return -1;
 }
 
-// Builds the triangles of one sign mask on the reference tetrahedron (origin
-// and the three unit points) with crossings at edge midpoints, and winds each
-// one so that its normal points towards the corners above the iso value.
+// The slot and owner of the edge between two cube corners: the axes in
+// which they differ give the slot, the lower coordinates the owner.
+CubeTetrahedra::EdgeRef edgeRef(unsigned u, unsigned v) {
+    static constexpr uint8_t kSlotOfAxes[8] = {0,
+                                               CubeTetrahedra::kAxisX,
+                                               CubeTetrahedra::kAxisY,
+                                               CubeTetrahedra::kSquareXY,
+                                               CubeTetrahedra::kAxisZ,
+                                               CubeTetrahedra::kSquareXZ,
+                                               CubeTetrahedra::kSquareYZ,
+                                               CubeTetrahedra::kBody};
+    return {kSlotOfAxes[u ^ v], uint8_t(u & v)};
+}
+
+// Builds the triangles of one sign mask on a reference tetrahedron with
+// crossings at edge midpoints, and winds each one so that its normal points
+// towards the corners above the iso value.
 CubeTetrahedra::Case buildCase(unsigned mask) {
     static const V kReference[4] = {{0, 0, 0}, {2, 0, 0}, {0, 2, 0}, {0, 0, 2}};
     unsigned below[4];
@@ -63,7 +73,7 @@ CubeTetrahedra::Case buildCase(unsigned mask) {
     for (unsigned i = 0; i < nAbove; ++i) towardsAbove += kReference[above[i]] * int(nBelow);
     for (unsigned i = 0; i < nBelow; ++i) towardsAbove -= kReference[below[i]] * int(nAbove);
     auto midpoint = [](int edge) {
-        return kReference[kTetEdgeCorners[edge][0]] + kReference[kTetEdgeCorners[edge][1]];
+        return kReference[CubeTetrahedra::kEdgeCorners[edge][0]] + kReference[CubeTetrahedra::kEdgeCorners[edge][1]];
     };
     for (unsigned t = 0; t + 2 < corners; ++t) {
         uint8_t* tri = result.edges[result.triangleCount++];
@@ -85,43 +95,19 @@ const CubeTetrahedra& CubeTetrahedra::instance() {
 }
 
 CubeTetrahedra::CubeTetrahedra() {
-    static constexpr uint8_t kOffsets[kDirections][3] = {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}, {1, 1, 0},
-                                                         {1, 0, 1}, {0, 1, 1}, {1, 1, 1}};
-    for (unsigned d = 0; d < kDirections; ++d)
-        directionOffset[d] = {kOffsets[d][0], kOffsets[d][1], kOffsets[d][2]};
-
-    // Every monotone corner pair whose offset is one of the seven directions
-    // and which the diagonal split uses: all pairs (u, v) with u a subset of v
-    // and (u, v) on a path 0 -> one axis -> two axes -> 7.
-    unsigned edgeCount = 0;
-    for (unsigned u = 0; u < 8; ++u)
-        for (unsigned v = 0; v < 8; ++v) {
-            if (u == v || (u & v) != u) continue;
-            const unsigned delta = v & ~u;
-            const uint8_t offset[3] = {uint8_t(delta & 1), uint8_t((delta >> 1) & 1), uint8_t((delta >> 2) & 1)};
-            unsigned d = 0;
-            while (!std::equal(offset, offset + 3, kOffsets[d])) ++d;
-            edgeCorners[edgeCount] = {uint8_t(u), uint8_t(v)};
-            edgeDirection[edgeCount] = uint8_t(d);
-            ++edgeCount;
-        }
-    // Pairs with u a subset of v number exactly 19: 12 cube edges, 6 face
-    // diagonals from the lower corner of each face, and the main diagonal.
-
+    // The standard split: paths 0 -> one axis -> two axes -> 7, one per axis order.
     const uint8_t axisBit[3] = {1, 2, 4};
-    const unsigned permutations[6][3] = {{0, 1, 2}, {0, 2, 1}, {1, 0, 2}, {1, 2, 0}, {2, 0, 1}, {2, 1, 0}};
-    for (unsigned t = 0; t < kTetrahedra; ++t) {
-        const unsigned* p = permutations[t];
-        std::array<uint8_t, 4> c = {0, axisBit[p[0]], uint8_t(axisBit[p[0]] | axisBit[p[1]]), 7};
-        if (orientation(cornerPosition(c[0]), cornerPosition(c[1]), cornerPosition(c[2]), cornerPosition(c[3])) < 0)
-            std::swap(c[1], c[2]);
-        tetCorners[t] = c;
-        for (unsigned e = 0; e < 6; ++e) {
-            uint8_t a = c[kTetEdgeCorners[e][0]];
-            uint8_t b = c[kTetEdgeCorners[e][1]];
-            if ((a & b) != a) std::swap(a, b);
-            for (unsigned ce = 0; ce < kCubeEdges; ++ce)
-                if (edgeCorners[ce][0] == a && edgeCorners[ce][1] == b) tetEdges[t][e] = uint8_t(ce);
+    const unsigned orders[kTetrahedra][3] = {{0, 1, 2}, {0, 2, 1}, {1, 0, 2}, {1, 2, 0}, {2, 0, 1}, {2, 1, 0}};
+    for (unsigned m = 0; m < kVariants; ++m) {
+        for (unsigned t = 0; t < kTetrahedra; ++t) {
+            const unsigned* o = orders[t];
+            std::array<uint8_t, 4> c = {0, axisBit[o[0]], uint8_t(axisBit[o[0]] | axisBit[o[1]]), 7};
+            for (uint8_t& corner : c) corner = uint8_t(corner ^ m);
+            if (orientation(cornerPosition(c[0]), cornerPosition(c[1]), cornerPosition(c[2]), cornerPosition(c[3])) < 0)
+                std::swap(c[1], c[2]);
+            variants[m].corners[t] = c;
+            for (unsigned e = 0; e < 6; ++e)
+                variants[m].edges[t][e] = edgeRef(c[kEdgeCorners[e][0]], c[kEdgeCorners[e][1]]);
         }
     }
     for (unsigned mask = 0; mask < 16; ++mask) cases[mask] = buildCase(mask);
