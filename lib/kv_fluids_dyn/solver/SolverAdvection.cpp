@@ -32,9 +32,12 @@ constexpr double kTwoPi = 2.0 * std::numbers::pi;
 // Cells that a deep interior cell must not touch: interface cells and solids.
 constexpr unsigned short kNearSurfaceOrWall = MAC_FLAG_NEAR_INTERFACE | MAC_FLAG_NEIGHBOUR_MARK;
 
-const LBM_Cell3<float>* cellAt(const Grid& grid, const Vector3<float>& p) {
-    Tuple3<unsigned int> ijk;
-    return grid.locate(p, ijk) ? grid.at(ijk.first, ijk.second, ijk.third) : nullptr;
+// The cell that holds p (Grid3::locate, then the pointer), or null.
+inline const LBM_Cell3<float>* cellAt(const Grid& grid, const Vector3<float>& p) {
+    const Vector3<float> q = (p - grid.getBox().min).mul(grid.getInvCellSize());
+    const unsigned int i = truncateToCellIndex(q.x), j = truncateToCellIndex(q.y), k = truncateToCellIndex(q.z);
+    if (!grid.contains(i, j, k)) return nullptr;
+    return grid.getCells()[grid.index(i, j, k)];
 }
 
 // Cell coordinates of p, truncated toward zero, as floats.

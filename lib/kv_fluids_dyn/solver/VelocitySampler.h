@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 
@@ -13,7 +14,9 @@ namespace kelvar::fluid {
 // arithmetic, operation for operation, as LBM_Fluid3::evalVelocityAt, so the
 // results are bit-identical, but with the grid geometry held in plain
 // members and the cell lookups inlined, since the advection samples once per
-// particle and sub-step. Build one per pass, after the grid has its size.
+// particle and sub-step. On the usual grid of unit cells the eight corner
+// cells come from integer arithmetic that provably matches the float one.
+// Build one per pass, after the grid has its size.
 class VelocitySampler {
 public:
     using Grid = Grid3<LBM_Cell3<float>, float>;
@@ -28,7 +31,10 @@ public:
           min(grid.getBox().min),
           cellSize(grid.getCellSize()),
           invCellSize(grid.getInvCellSize()),
-          halfWidth(grid.getLatticeCellSize() / 2.0f) {}
+          halfWidth(grid.getLatticeCellSize() / 2.0f),
+          unitLattice(cellSize == Vector3<float>(1.0f, 1.0f, 1.0f) && invCellSize == Vector3<float>(1.0f, 1.0f, 1.0f) &&
+                      halfWidth == 0.5f && isHalfInteger(min.x) && isHalfInteger(min.y) && isHalfInteger(min.z) &&
+                      float(nx) < kExactHalves && float(ny) < kExactHalves && float(nz) < kExactHalves) {}
 
     Vector3<float> operator()(const Vector3<float>& p) const {
         const Vector3<float> offset = (p - min).mul(invCellSize);
@@ -49,12 +55,10 @@ public:
         const Vector3<float> low = centre - Vector3<float>(halfWidth, halfWidth, halfWidth);
         const float width = halfWidth * 2.0f;
         Vector3<float> v[kCorners];
-        for (unsigned int n = 0; n < kCorners; ++n) {
-            const Vector3<float> q = (low + corner(n) * width - min).mul(invCellSize);
-            const unsigned int i = truncateToCellIndex(q.x), j = truncateToCellIndex(q.y), k = truncateToCellIndex(q.z);
-            const LBM_Cell3<float>* cell = i < nx && j < ny && k < nz ? cellAt(i * stride + j * nz + k) : nullptr;
-            v[n] = cell != nullptr && cell->isFluid() ? cell->getVelocity() : fallback;
-        }
+        if (unitLattice && std::abs(c.x) < kExactHalves && std::abs(c.y) < kExactHalves && std::abs(c.z) < kExactHalves)
+            cornerVelocitiesOnLattice(c, centre - base, fallback, v);
+        else
+            cornerVelocities(low, width, fallback, v);
 
         const Vector3<float> t = (p - low) / width;
         const float sx = 1.0f - t.x;
@@ -69,8 +73,58 @@ public:
         return y0 * sz + y1 * t.z;
     }
 
+    // Cell that holds p, as Grid3::locate and Grid3::at find it; null
+    // outside the grid.
+    const LBM_Cell3<float>* cellAt(const Vector3<float>& p) const {
+        const Vector3<float> q = (p - min).mul(invCellSize);
+        const unsigned int i = truncateToCellIndex(q.x), j = truncateToCellIndex(q.y), k = truncateToCellIndex(q.z);
+        return i < nx && j < ny && k < nz ? cellAt(i * stride + j * nz + k) : nullptr;
+    }
+
 private:
     static constexpr unsigned int kCorners = 8;
+    // Below this every multiple of 0.5 is exact in single precision.
+    static constexpr float kExactHalves = 1048576.0f;
+
+    // Corner n of the sample box from low, looked up through float
+    // coordinates exactly as the fluid does.
+    void cornerVelocities(const Vector3<float>& low, const float& width, const Vector3<float>& fallback,
+                          Vector3<float> (&v)[kCorners]) const {
+        for (unsigned int n = 0; n < kCorners; ++n) {
+            const LBM_Cell3<float>* cell = cellAt(low + corner(n) * width);
+            v[n] = cell != nullptr && cell->isFluid() ? cell->getVelocity() : fallback;
+        }
+    }
+
+    // The same corners on a grid of unit cells with half-integer bounds: the
+    // float coordinate of corner e is s - 1/2 exactly, s = c + delta + e,
+    // which truncates to s - 1, to 0 for s = 0 (-1/2 truncates to 0) and to
+    // no cell for s < 0. So the cells come from integer arithmetic, with the
+    // same result.
+    void cornerVelocitiesOnLattice(const Vector3<float>& c, const Vector3<float>& delta,
+                                   const Vector3<float>& fallback, Vector3<float> (&v)[kCorners]) const {
+        uint32_t index[3][2];
+        bool inside[3][2];
+        const uint32_t size[3] = {nx, ny, nz};
+        const uint32_t scale[3] = {stride, nz, 1};
+        for (unsigned int a = 0; a < 3; ++a) {
+            const int64_t first = int64_t(c[a]) + int64_t(delta[a]);
+            for (unsigned int e = 0; e < 2; ++e) {
+                const int64_t at = std::max<int64_t>(first + e - 1, 0);
+                inside[a][e] = first + e >= 0 && at < int64_t(size[a]);
+                index[a][e] = uint32_t(at) * scale[a];
+            }
+        }
+        for (unsigned int n = 0; n < kCorners; ++n) {
+            const unsigned int ex = n & 1u, ey = (n >> 1) & 1u, ez = (n >> 2) & 1u;
+            const LBM_Cell3<float>* cell = inside[0][ex] && inside[1][ey] && inside[2][ez]
+                                               ? cells[index[0][ex] + index[1][ey] + index[2][ez]]
+                                               : nullptr;
+            v[n] = cell != nullptr && cell->isFluid() ? cell->getVelocity() : fallback;
+        }
+    }
+
+    static bool isHalfInteger(float x) { return std::abs(x) < kExactHalves && std::trunc(x * 2.0f) == x * 2.0f; }
 
     static Vector3<float> corner(unsigned int n) {
         return Vector3<float>(float(n & 1u), float((n >> 1) & 1u), float((n >> 2) & 1u));
@@ -99,6 +153,7 @@ private:
     Vector3<float> cellSize;
     Vector3<float> invCellSize;
     float halfWidth;
+    bool unitLattice;
 };
 
 }  // namespace kelvar::fluid
