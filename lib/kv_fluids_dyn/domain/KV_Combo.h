@@ -17,15 +17,26 @@ public:
     explicit KV_Combo(const int& seed);
 
     // The next 32-bit draw.
-    uint32_t next();
+    uint32_t next() {
+        const uint32_t product = x * y;
+        x = y;
+        y = product;
+        z = kCarryMultiplier * (z & kLowHalf) + (z >> 16);
+        return y + z;
+    }
     // The next draw scaled into [0, 1] (divided by 2^32 - 1 in double precision).
-    float nextUnit();
+    float nextUnit() { return static_cast<float>(static_cast<double>(next()) / kLargestDraw); }
 
     const uint32_t& getX() const { return x; }
     const uint32_t& getY() const { return y; }
     const uint32_t& getZ() const { return z; }
 
 private:
+    // Multiplier of the multiply-with-carry half, which works on 16-bit halves.
+    static constexpr uint32_t kCarryMultiplier = 30903u;
+    static constexpr uint32_t kLowHalf = 0xFFFFu;
+    static constexpr double kLargestDraw = 4294967295.0;
+
     uint32_t x;
     uint32_t y;
     uint32_t z;

@@ -42,6 +42,25 @@ void startLiquidCell(LBM_Q19_MAC_Cell3F& cell, const unsigned char& type, const 
     cell.setInitialVelocity(velocity);
 }
 
+// One chunk of an emission pass: restarts the liquid cells already there and
+// lists the samples that find no cell. Solid, sink, empty and unclassified
+// cells are left alone.
+void visitChunk(const detail::FluidGrid& grid, const MeshGrid3BoxesFaces<float>& chunk, const bool& surface,
+                const unsigned char& type, const Vector3<float>& velocity, Array<NewLiquidCell>& found) {
+    const uint32_t samples = chunk.sampleCount();
+    for (uint32_t n = 0; n < samples; ++n) {
+        if (!(surface ? chunk.isSurface(n) : chunk.isInside(n))) continue;
+        Tuple3<unsigned int> ijk;
+        if (!detail::sampleBoxCell(grid, chunk.getSampleBox(n), ijk)) continue;
+        const unsigned int index = grid.index(ijk.first, ijk.second, ijk.third);
+        LBM_Cell3<float>* cell = grid.getCells()[index];
+        if (cell == nullptr)
+            found.push_back({ijk, index, nullptr});
+        else if (cell->isFluid())
+            startLiquidCell(static_cast<LBM_Q19_MAC_Cell3F&>(*cell), type, index, velocity);
+    }
+}
+
 // Maps a draw in [0, 1] to [-0.99, 0.99].
 float jitterOffset(const float& draw) {
     return draw * kJitterSpan - kJitterReach;
@@ -81,23 +100,17 @@ void MAC_LBM_Fluid3::emitLiquid(const Array<MeshGrid3BoxesFaces<float>>& chunks,
     const unsigned int workers = std::max(threads, 1u);
     Array<Array<NewLiquidCell>> newCells(workers);
 
-    // Liquid cells already there start afresh; missing ones are listed.
-    // Solid, sink, empty and unclassified cells are left alone.
-    runParallel(
-        chunks,
-        [&](const unsigned int& t, const MeshGrid3BoxesFaces<float>& chunk) {
-            const uint32_t samples = chunk.sampleCount();
-            for (uint32_t n = 0; n < samples; ++n) {
-                if (!(surface ? chunk.isSurface(n) : chunk.isInside(n))) continue;
-                Tuple3<unsigned int> ijk;
-                if (!detail::sampleBoxCell(grid, chunk.getSampleBox(n), ijk)) continue;
-                const unsigned int index = grid.index(ijk.first, ijk.second, ijk.third);
-                LBM_Cell3<float>* cell = grid.getCells()[index];
-                if (cell == nullptr)
-                    newCells[t].push_back({ijk, index, nullptr});
-                else if (cell->isFluid())
-                    startLiquidCell(static_cast<LBM_Q19_MAC_Cell3F&>(*cell), type, index, emission.velocity);
-            }
+    // Each worker's list is sized once, for every sample of its chunks.
+    runParallelRanges(
+        chunks.size(),
+        [&](const WorkRange& range) {
+            Array<NewLiquidCell>& found = newCells[range.threadIndex];
+            const uint32_t end = range.first + range.count;
+            uint32_t samples = 0;
+            for (uint32_t c = range.first; c < end; ++c) samples += chunks[c].sampleCount();
+            found.reserve(samples);
+            for (uint32_t c = range.first; c < end; ++c)
+                visitChunk(grid, chunks[c], surface, type, emission.velocity, found);
         },
         threads);
 
