@@ -1,0 +1,39 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace kelvar::demo {
+
+// Frames per simulated second; every frame advances the scene by its inverse.
+constexpr unsigned int kFramesPerSecond = 20;
+
+// The scenes the demo can build.
+enum class SceneKind { DamBreak, Pour };
+
+// What the command line asks for. Defaults are the embedded dam break.
+struct DemoOptions {
+    unsigned int resolution = 80 * 40 * 40;
+    unsigned int frames = 60;
+    unsigned int threads = 0;  // 0: one per hardware thread
+    std::string output = "kv_fluids_demo-output";
+    SceneKind scene = SceneKind::DamBreak;
+    std::string emitterPath;  // empty: the scene's own liquid source
+    std::string sinkPath;     // empty: the scene's own drain (pour) or none
+    bool help = false;
+};
+
+// Exit codes of the demo.
+constexpr int kExitOk = 0;
+constexpr int kExitFailure = 1;  // the run could not write its output
+constexpr int kExitUsage = 2;    // a bad option or an unreadable mesh
+
+// Reads the arguments (without the program name). Returns false with a
+// one-line message in `error` when an option is unknown, lacks its value or
+// has a value out of range; `options` is then incomplete.
+bool parseDemoOptions(const std::vector<std::string>& arguments, DemoOptions& options, std::string& error);
+
+// The text printed by --help.
+std::string demoUsage(const std::string& program);
+
+}  // namespace kelvar::demo

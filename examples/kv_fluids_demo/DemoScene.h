@@ -1,0 +1,40 @@
+#pragma once
+
+#include <string>
+
+#include "DemoOptions.h"
+#include "kv_fluids_dyn/domain/MAC_LBM_Fluid3.h"
+#include "kv_geometry/Mesh.h"
+#include "kv_math/Box3.h"
+
+namespace kelvar::demo {
+
+// One scene of the demo: a walled tank, where liquid comes from and where it
+// drains, all in world units (metres; the tank spans x -1..1, y -0.5..0.5,
+// z -0.5..0.5). It builds the fluid through the library's public interface
+// and feeds it before every frame; gravity is applied by the caller.
+class DemoScene {
+public:
+    static constexpr float kGravity = 9.81f;
+
+    // The scene the options name, with the emitter and sink read from their
+    // files when given. Returns false with a message when a mesh file cannot
+    // be read or holds no triangles.
+    static bool create(const DemoOptions& options, DemoScene& scene, std::string& error);
+
+    // Sets the fluid's parameters, size and resolution, walls the tank and
+    // places the initial liquid and the drain.
+    void build(fluid::MAC_LBM_Fluid3& fluid, unsigned int requestedCells) const;
+    // Adds the liquid of one frame's pouring, if the scene pours.
+    void beforeFrame(fluid::MAC_LBM_Fluid3& fluid, unsigned int frame) const;
+
+    const char* name() const { return kind == SceneKind::DamBreak ? "dam break" : "pour"; }
+
+private:
+    SceneKind kind = SceneKind::DamBreak;
+    Mesh source;         // the initial liquid (dam break) or the emitter (pour)
+    Vector3<float> sourceVelocity;
+    Mesh drain;          // empty: no sink
+};
+
+}  // namespace kelvar::demo

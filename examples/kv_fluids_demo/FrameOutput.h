@@ -1,0 +1,32 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "kv_fluids_dyn/domain/MAC_LBM_Fluid3.h"
+#include "kv_geometry/Mesh.h"
+#include "kv_math/Box3.h"
+
+namespace kelvar::demo {
+
+// What a frame leaves behind: the liquid's size and its surface.
+struct LiquidCensus {
+    uint32_t cells = 0;  // full and interface cells
+    double mass = 0.0;   // kilograms
+};
+
+// Counts the liquid cells of the grid and sums their mass in world units.
+LiquidCensus takeCensus(const fluid::MAC_LBM_Fluid3& fluid);
+
+// The fluid's grid box in world units.
+Box3<float> worldBox(const fluid::MAC_LBM_Fluid3& fluid);
+
+// The closed surface of the liquid in world units.
+Mesh extractSurface(const fluid::MAC_LBM_Fluid3& fluid);
+
+// Writes frame_NNNN.ply (the surface) and frame_NNNN.png (its preview) into
+// `folder`. Returns false with a message when a file cannot be written.
+bool writeFrameFiles(const Mesh& surface, const Box3<float>& tank, const std::string& folder, unsigned int frame,
+                     std::string& error);
+
+}  // namespace kelvar::demo

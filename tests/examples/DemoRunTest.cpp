@@ -1,0 +1,134 @@
+#include <gtest/gtest.h>
+#include <png.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <string>
+
+#include "kv_geometry/MeshIO.h"
+#include "kv_geometry/MeshPrimitives.h"
+
+namespace kelvar::demo {
+namespace {
+
+namespace fs = std::filesystem;
+
+struct RunResult {
+    int exitCode = -1;
+    std::string output;  // stdout and stderr together
+};
+
+// Runs the built demo with `arguments` (already quoted for the shell).
+RunResult runDemo(const std::string& arguments) {
+    RunResult result;
+    const std::string command = std::string("'") + KV_DEMO_PROGRAM + "' " + arguments + " 2>&1";
+    FILE* pipe = popen(command.c_str(), "r");
+    if (pipe == nullptr) return result;
+    char buffer[4096];
+    std::size_t count;
+    while ((count = std::fread(buffer, 1, sizeof buffer, pipe)) > 0) result.output.append(buffer, count);
+    const int status = pclose(pipe);
+    result.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    return result;
+}
+
+bool decodesAsPng(const fs::path& path, unsigned& width, unsigned& height) {
+    png_image png{};
+    png.version = PNG_IMAGE_VERSION;
+    if (png_image_begin_read_from_file(&png, path.c_str()) == 0) return false;
+    png.format = PNG_FORMAT_RGB;
+    std::vector<uint8_t> pixels(PNG_IMAGE_SIZE(png));
+    width = png.width;
+    height = png.height;
+    return png_image_finish_read(&png, nullptr, pixels.data(), 0, nullptr) != 0;
+}
+
+class DemoRun : public ::testing::Test {
+protected:
+    void SetUp() override {
+        folder = fs::temp_directory_path() / ("kv_demo_run_" + std::to_string(getpid()));
+        fs::remove_all(folder);
+        fs::create_directories(folder);
+    }
+    void TearDown() override { fs::remove_all(folder); }
+    // The path in single quotes, for the shell.
+    static std::string quoted(const fs::path& path) {
+        std::string text(1, '\'');
+        text.append(path.string()).push_back('\'');
+        return text;
+    }
+
+    fs::path folder;
+};
+
+TEST_F(DemoRun, DamBreakWritesAMeshAndAPreviewPerFrame) {
+    const fs::path out = folder / "frames";
+    const RunResult run = runDemo("--resolution 6000 --frames 3 --threads 2 --output " + quoted(out));
+    ASSERT_EQ(run.exitCode, 0) << run.output;
+    for (unsigned frame = 1; frame <= 3; ++frame) {
+        const std::string stem = "frame_000" + std::to_string(frame);
+        Mesh mesh;
+        std::string error;
+        ASSERT_TRUE(readMesh((out / (stem + ".ply")).string(), mesh, error)) << error;
+        EXPECT_GT(mesh.triangleCount(), 0u) << stem;
+        unsigned width = 0, height = 0;
+        EXPECT_TRUE(decodesAsPng(out / (stem + ".png"), width, height)) << stem;
+        EXPECT_GT(width * height, 0u);
+    }
+    EXPECT_FALSE(fs::exists(out / "frame_0004.ply"));
+    EXPECT_NE(run.output.find("frame    3"), std::string::npos) << run.output;
+    EXPECT_NE(run.output.find("drift"), std::string::npos) << run.output;
+    EXPECT_NE(run.output.find(out.string()), std::string::npos) << run.output;
+    // Not a terminal: plain lines, no progress bar.
+    EXPECT_EQ(run.output.find('\r'), std::string::npos);
+}
+
+TEST_F(DemoRun, PourWithMeshesFromFiles) {
+    std::string error;
+    ASSERT_TRUE(writeMesh((folder / "spout.obj").string(),
+                          makeBoxMesh(Box3<float>({-0.7f, 0.0f, -0.2f}, {-0.4f, 0.3f, 0.2f})), error));
+    ASSERT_TRUE(writeMesh((folder / "drain.stl").string(),
+                          makeBoxMesh(Box3<float>({0.5f, -0.5f, -0.2f}, {0.9f, -0.3f, 0.2f})), error));
+    const RunResult run = runDemo("--scene pour --resolution 6000 --frames 2 --threads 1 --emitter " +
+                                  quoted(folder / "spout.obj") + " --sink=" + quoted(folder / "drain.stl") +
+                                  " --output " + quoted(folder / "pour"));
+    ASSERT_EQ(run.exitCode, 0) << run.output;
+    EXPECT_TRUE(fs::exists(folder / "pour" / "frame_0002.ply"));
+    EXPECT_TRUE(fs::exists(folder / "pour" / "frame_0002.png"));
+}
+
+TEST_F(DemoRun, BadInputExitsWithTwoAndAMessage) {
+    std::FILE* garbage = std::fopen((folder / "broken.ply").c_str(), "w");
+    ASSERT_NE(garbage, nullptr);
+    std::fputs("ply\nformat ascii 1.0\nelement vertex 3\nend_header\n1 2\n", garbage);
+    std::fclose(garbage);
+
+    const struct {
+        std::string arguments;
+        const char* message;
+    } cases[] = {
+        {"--frames zero", "invalid value 'zero' for --frames"},
+        {"--colour blue", "unknown option '--colour'"},
+        {"--emitter " + quoted(folder / "missing.obj"), "cannot read the emitter mesh"},
+        {"--sink " + quoted(folder / "broken.ply"), "cannot read the sink mesh"},
+        {"--emitter " + quoted(folder / "notes.txt"), "cannot read the emitter mesh"},
+        {"--output " + quoted(folder / "broken.ply" / "inside"), "cannot create the output folder"},
+    };
+    for (const auto& c : cases) {
+        const RunResult run = runDemo(c.arguments + " --frames 1 --resolution 1000");
+        EXPECT_EQ(run.exitCode, 2) << c.arguments << "\n" << run.output;
+        EXPECT_NE(run.output.find(c.message), std::string::npos) << run.output;
+        EXPECT_NE(run.output.find("--help"), std::string::npos) << run.output;
+    }
+}
+
+TEST_F(DemoRun, HelpPrintsTheOptions) {
+    const RunResult run = runDemo("--help");
+    EXPECT_EQ(run.exitCode, 0);
+    EXPECT_NE(run.output.find("--resolution N"), std::string::npos) << run.output;
+}
+
+}  // namespace
+}  // namespace kelvar::demo
