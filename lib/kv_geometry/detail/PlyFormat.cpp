@@ -248,6 +248,7 @@ private:
     }
 
     bool skipElement(const Element& element, PlyValueStream& values) {
+        if (element.properties.empty()) return true;  // nothing stored, however many entries
         std::vector<double> skipped;
         for (uint64_t n = 0; n < element.count; ++n)
             for (const Property& p : element.properties) {
