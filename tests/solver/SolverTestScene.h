@@ -109,7 +109,6 @@ struct LiquidStats {
     double densitySum = 0.0;
     float maxSpeed = 0.0f;
     double centroidY = 0.0;
-    float lowestY = 0.0f;
     bool finite = true;
 };
 
