@@ -78,9 +78,10 @@ public:
     // surface become interface cells, cells inside fluid cells, all full and
     // moving at `velocity` (world units). Each new cell gets eight marker
     // particles stamped with `id`, spread by `jitter` (0 regular, 1 up to
-    // almost a quarter cell) from a generator seeded with `seed`. Solid and
-    // sink cells are never replaced; existing liquid cells are re-initialised
-    // but get no new particles.
+    // almost a quarter cell) from a generator seeded with `seed`; particle
+    // positions are in grid space. Solid and sink cells are never replaced;
+    // existing liquid cells are re-initialised but get no new particles. The
+    // result depends only on the arguments and the thread count.
     virtual void setFluidCells(const Mesh& mesh, const Vector3<float>& velocity, const float& jitter, const int& seed,
                                const unsigned short& id);
     // Not implemented yet: these do nothing and leave their outputs empty.
