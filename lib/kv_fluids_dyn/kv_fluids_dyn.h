@@ -57,5 +57,12 @@
 #include "kv_fluids_dyn/domain/LBM_Fluid3.h"
 #include "kv_fluids_dyn/domain/MAC_LBM_Fluid3.h"
 #include "kv_fluids_dyn/solver/MAC_LBM_SolverContext3.h"
+#include "kv_fluids_dyn/solver/RunParallel.h"
+#include "kv_fluids_dyn/solver/Thread.h"
+
+#include "kv_fluids_dyn/particles/MAC_Particle3.h"
+#include "kv_fluids_dyn/particles/ParticleSystem.h"
+#include "kv_fluids_dyn/particles/MAC_ParticleSystem3.h"
+#include "kv_fluids_dyn/particles/MAC_ParticleSystemFilter.h"
 
 #include "kv_fluids_dyn/io/StreamVersion.h"

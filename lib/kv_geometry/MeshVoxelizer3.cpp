@@ -100,8 +100,8 @@ void forEachChunkOfTriangle(const Mesh& mesh, uint32_t triangle, const VoxelLatt
     unsigned hi[3];
     if (!triangleCells(mesh, triangle, lattice, lo, hi)) return;
     for (const RegionLayout& l : layouts) {
-        unsigned c0[3];
-        unsigned c1[3];
+        unsigned c0[3] = {};
+        unsigned c1[3] = {};
         bool overlaps = true;
         for (unsigned a = 0; a < 3 && overlaps; ++a) {
             const unsigned first = std::max(lo[a], l.cellFirst[a]);
