@@ -28,6 +28,9 @@ public:
     // Adds the liquid of one frame's pouring, if the scene pours.
     void beforeFrame(fluid::MAC_LBM_Fluid3& fluid, unsigned int frame) const;
 
+    // Whether liquid enters or leaves during the run (pouring or a drain),
+    // so that its mass is not expected to stay constant.
+    bool exchangesLiquid() const { return kind == SceneKind::Pour || drain.triangleCount() > 0; }
     const char* name() const { return kind == SceneKind::DamBreak ? "dam break" : "pour"; }
 
 private:

@@ -11,11 +11,10 @@ using test::HandFilledFluid;
 
 constexpr float kLoneInterface = 0.5f - 0.5f / 27.0f;
 
-TEST(VofField, FollowsTheGridAndClearsTheDirtyBit) {
+TEST(VofField, FollowsTheGridAndRebuildsOnlyWhileOutOfDate) {
     HandFilledFluid fluid(4, 5, 6);
     ASSERT_EQ(fluid.getGrid().getNx(), 4u);
-    ASSERT_EQ(fluid.getGrid().getNy(), 5u);
-    ASSERT_EQ(fluid.getGrid().getNz(), 6u);
+    LBM_Q19_MAC_Cell3F& cell = fluid.placeLiquid(1, 1, 1, LBM_CELL_INTERFACE, 0.5f);
     fluid.markDirty();
     fluid.compute_VOF_Field();
     const ScalarField3<float>& field = fluid.get_VOF_Field();
@@ -26,8 +25,15 @@ TEST(VofField, FollowsTheGridAndClearsTheDirtyBit) {
     EXPECT_EQ(field.voxelPosition(0, 0, 0), box.min + Vector3<float>(0.5f, 0.5f, 0.5f));
     EXPECT_EQ(field.voxelPosition(3, 4, 5), box.max - Vector3<float>(0.5f, 0.5f, 0.5f));
     EXPECT_FALSE(fluid.getDirtyFlags().test(MAC_LBM_Fluid3::VOF_DIRTY));
-    // An empty grid is gas everywhere.
-    for (float v : field.getValues()) EXPECT_EQ(v, 0.5f);
+    EXPECT_EQ(fluid.value(1, 1, 1), kLoneInterface);
+    EXPECT_EQ(fluid.value(3, 4, 5), 0.5f);
+
+    cell.setEpsilon(1.0f);
+    fluid.compute_VOF_Field();
+    EXPECT_EQ(fluid.value(1, 1, 1), kLoneInterface);
+    fluid.markDirty();
+    fluid.compute_VOF_Field();
+    EXPECT_EQ(fluid.value(1, 1, 1), 0.5f - 1.0f / 27.0f);
 }
 
 TEST(VofField, DeepLiquidIsFlatAndWallsAreGas) {
@@ -76,19 +82,6 @@ TEST(VofField, SurfaceSitesAreSmoothedByDistanceOverTwentySeven) {
     EXPECT_EQ(fluid.value(1, 2, 2), 0.5f - (0.5f + 1.0f / std::sqrt(2.0f)) / 27.0f);
 }
 
-TEST(VofField, RebuildsOnlyWhileOutOfDate) {
-    HandFilledFluid fluid(3, 3, 3);
-    LBM_Q19_MAC_Cell3F& cell = fluid.placeLiquid(1, 1, 1, LBM_CELL_INTERFACE, 0.5f);
-    fluid.markDirty();
-    fluid.compute_VOF_Field();
-    cell.setEpsilon(1.0f);
-    fluid.compute_VOF_Field();
-    EXPECT_EQ(fluid.value(1, 1, 1), kLoneInterface);
-    fluid.markDirty();
-    fluid.compute_VOF_Field();
-    EXPECT_EQ(fluid.value(1, 1, 1), 0.5f - 1.0f / 27.0f);
-}
-
 TEST(VofField, ResolutionFactorTakesWholeVoxelsAndLeavesTheRestGas) {
     HandFilledFluid fluid(3, 4, 5);
     fluid.placeLiquid(0, 0, 0, LBM_CELL_FLUID, 1.0f);
@@ -108,37 +101,27 @@ TEST(VofField, ResolutionFactorTakesWholeVoxelsAndLeavesTheRestGas) {
     EXPECT_EQ(fluid.get_VOF_Field().voxelCount(), 0u);
 }
 
-class SkyColumns : public ::testing::Test {
-protected:
-    SkyColumns() : fluid(3, 6, 3) {}
-    HandFilledFluid fluid;
-    Vector3<float> point{7.0f, 7.0f, 7.0f};
-};
-
-TEST_F(SkyColumns, LowestFlaggedInterfaceCellOfTheColumn) {
+TEST(SkyPoint, LowestFlaggedInterfaceCellOfTheColumn) {
+    HandFilledFluid fluid(3, 6, 3);  // box from (-1.5, -3, -1.5)
     fluid.placeLiquid(1, 1, 1, LBM_CELL_INTERFACE, 0.5f);
     fluid.placeLiquid(1, 2, 1, LBM_CELL_FLUID, 1.0f, MAC_FLAG_SKY);
     fluid.placeLiquid(1, 3, 1, LBM_CELL_INTERFACE, 0.5f, MAC_FLAG_SKY);
     fluid.placeLiquid(1, 5, 1, LBM_CELL_INTERFACE, 0.5f, MAC_FLAG_SKY);
+    fluid.placeLiquid(0, 4, 0, LBM_CELL_INTERFACE, 0.5f, MAC_FLAG_SKY);
+    fluid.placeLiquid(2, 4, 2, LBM_CELL_INTERFACE, 0.5f);
+    Vector3<float> point;
     ASSERT_TRUE(fluid.getPointInSkyInterfaceCell(0.5f, 0.5f, point));
-    // Box from (-1.5, -3, -1.5): the middle column, centre of cell row 3.
-    EXPECT_EQ(point, Vector3<float>(0.0f, 0.5f, 0.0f));
-}
-
-TEST_F(SkyColumns, NoFlaggedCellLeavesThePointAlone) {
-    fluid.placeLiquid(1, 1, 1, LBM_CELL_INTERFACE, 0.5f);
-    fluid.placeLiquid(0, 4, 0, LBM_CELL_INTERFACE, 0.5f, MAC_FLAG_SKY);
-    EXPECT_FALSE(fluid.getPointInSkyInterfaceCell(0.5f, 0.5f, point));
-    EXPECT_FALSE(fluid.getPointInSkyInterfaceCell(1.0f, 0.0f, point));  // past the last column
-    EXPECT_FALSE(fluid.getPointInSkyInterfaceCell(-0.5f, 0.0f, point));
-    EXPECT_EQ(point, Vector3<float>(7.0f, 7.0f, 7.0f));
-}
-
-TEST_F(SkyColumns, ZeroFractionsAreTheDomainCorner) {
-    fluid.placeLiquid(0, 4, 0, LBM_CELL_INTERFACE, 0.5f, MAC_FLAG_SKY);
+    EXPECT_EQ(point, Vector3<float>(0.0f, 0.5f, 0.0f));  // centre of cell row 3
     ASSERT_TRUE(fluid.getPointInSkyInterfaceCell(0.0f, 0.0f, point));
-    const Box3<float>& box = fluid.getGrid().getBox();
-    EXPECT_EQ(point, Vector3<float>(box.min.x, box.min.y + 4.5f, box.min.z));
+    EXPECT_EQ(point, Vector3<float>(-1.5f, 1.5f, -1.5f));  // the domain's minimum x and z
+
+    // No flagged interface cell in the column, or no column at all.
+    const Vector3<float> untouched(7.0f, 7.0f, 7.0f);
+    point = untouched;
+    EXPECT_FALSE(fluid.getPointInSkyInterfaceCell(0.9f, 0.9f, point));
+    EXPECT_FALSE(fluid.getPointInSkyInterfaceCell(1.0f, 0.0f, point));
+    EXPECT_FALSE(fluid.getPointInSkyInterfaceCell(-0.5f, 0.0f, point));
+    EXPECT_EQ(point, untouched);
 }
 
 }  // namespace
