@@ -34,7 +34,6 @@ struct alignas(64) SolverThreadScratch {
     Array<unsigned int> gridIndices;
     Array<unsigned int> particleIds;
     ArrayOfPtr<MAC_Particle3, KV_NO> particles;
-    uint32_t interfaceCount = 0;
 
     // Speed range of the particles this worker advected.
     float minSpeed = 0.0f;
