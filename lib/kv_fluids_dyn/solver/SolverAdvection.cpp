@@ -79,9 +79,7 @@ void MAC_LBM_Solver3::advect_MAC_Particles(const unsigned int& threadCount, MAC_
             system.getParticlesArray(),
             [&](const unsigned int& t, MAC_Particle3* particle) {
                 SolverThreadScratch& mine = perThread[t];
-                Tuple3<unsigned int> ijk;
-                if (!grid.locate(particle->position, ijk)) return;
-                const LBM_Cell3<float>* cell = grid.at(ijk.first, ijk.second, ijk.third);
+                const LBM_Cell3<float>* cell = velocityAt.cellAt(particle->position);
                 if (cell == nullptr) return;
 
                 if (cell->isFluid()) {
@@ -94,6 +92,8 @@ void MAC_LBM_Solver3::advect_MAC_Particles(const unsigned int& threadCount, MAC_
                 } else if (cell->isSolid()) {
                     // Push the particle one unit into the liquid neighbour that
                     // best follows the solid's motion (first one on a tie).
+                    Tuple3<unsigned int> ijk;
+                    grid.locate(particle->position, ijk);
                     auto& neighbours = mine.movingNeighbours;
                     getNeighborCells(fluid, ijk, neighbours);
                     int best = -1;

@@ -42,13 +42,19 @@ public:
         const Vector3<float> base = min + c.mul(cellSize);
 
         // First of the eight boxes centred on the corners of p's cell that
-        // holds p; the last one tried when none does.
-        Vector3<float> centre;
-        for (unsigned int n = 0; n < kCorners; ++n) {
-            centre = base + corner(n).mul(cellSize);
-            const Vector3<float> d = p - centre;
-            if (std::abs(d.x) <= halfWidth && std::abs(d.y) <= halfWidth && std::abs(d.z) <= halfWidth) break;
+        // holds p, in corner order (x fastest); the last one when none does.
+        // The test is per axis, so the first box takes on each axis the lower
+        // corner when that axis admits it.
+        Vector3<float> delta(1.0f, 1.0f, 1.0f);
+        bool found = true;
+        for (unsigned int a = 0; a < 3 && found; ++a) {
+            if (std::abs(p[a] - base[a]) <= halfWidth)
+                delta[a] = 0.0f;
+            else
+                found = std::abs(p[a] - (base[a] + cellSize[a])) <= halfWidth;
         }
+        if (!found) delta = Vector3<float>(1.0f, 1.0f, 1.0f);
+        const Vector3<float> centre = base + delta.mul(cellSize);
 
         const Vector3<float>& fallback =
             velocityAt(truncateToCellIndex(c.x), truncateToCellIndex(c.y), truncateToCellIndex(c.z));
@@ -56,7 +62,7 @@ public:
         const float width = halfWidth * 2.0f;
         Vector3<float> v[kCorners];
         if (unitLattice && std::abs(c.x) < kExactHalves && std::abs(c.y) < kExactHalves && std::abs(c.z) < kExactHalves)
-            cornerVelocitiesOnLattice(c, centre - base, fallback, v);
+            cornerVelocitiesOnLattice(c, delta, fallback, v);
         else
             cornerVelocities(low, width, fallback, v);
 
