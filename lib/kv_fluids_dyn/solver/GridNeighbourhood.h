@@ -8,6 +8,31 @@
 
 namespace kelvar::fluid {
 
+namespace detail {
+
+// Room flags of a grid position, one bit per axis and side.
+inline constexpr uint32_t kRoomBelow[3] = {1u, 2u, 4u};
+inline constexpr uint32_t kRoomAbove[3] = {8u, 16u, 32u};
+
+// The room a D3Q19 direction needs.
+constexpr uint32_t roomNeeded(unsigned int i) {
+    uint32_t bits = 0;
+    for (unsigned int a = 0; a < 3; ++a) {
+        if (q19::kDirection[i][a] < 0) bits |= kRoomBelow[a];
+        if (q19::kDirection[i][a] > 0) bits |= kRoomAbove[a];
+    }
+    return bits;
+}
+
+inline constexpr uint32_t kNeeds[q19::kDirectionCount] = {
+    roomNeeded(0),  roomNeeded(1),  roomNeeded(2),  roomNeeded(3),  roomNeeded(4),
+    roomNeeded(5),  roomNeeded(6),  roomNeeded(7),  roomNeeded(8),  roomNeeded(9),
+    roomNeeded(10), roomNeeded(11), roomNeeded(12), roomNeeded(13), roomNeeded(14),
+    roomNeeded(15), roomNeeded(16), roomNeeded(17), roomNeeded(18),
+};
+
+}  // namespace detail
+
 // Gathers the 19 D3Q19 neighbours of a cell straight from a grid's pointer
 // array, for the passes that run once per liquid cell.
 //
@@ -42,16 +67,13 @@ public:
             for (unsigned int i = 0; i < q19::kDirectionCount; ++i) out[i] = cells[int64_t(index) + offset[i]];
             return;
         }
-        const int64_t at[3] = {x, y, z};
-        const int64_t size[3] = {nx, ny, nz};
-        for (unsigned int i = 0; i < q19::kDirectionCount; ++i) {
-            bool inside = true;
-            for (unsigned int a = 0; a < 3; ++a) {
-                const int64_t c = at[a] + q19::kDirection[i][a];
-                inside = inside && c >= 0 && c < size[a];
-            }
-            out[i] = inside ? cells[int64_t(index) + offset[i]] : nullptr;
-        }
+        // On a face: a direction is usable when every axis it steps along
+        // has room on that side.
+        const uint32_t room = (x > 0 ? detail::kRoomBelow[0] : 0u) | (x + 1 < nx ? detail::kRoomAbove[0] : 0u) |
+                              (y > 0 ? detail::kRoomBelow[1] : 0u) | (y + 1 < ny ? detail::kRoomAbove[1] : 0u) |
+                              (z > 0 ? detail::kRoomBelow[2] : 0u) | (z + 1 < nz ? detail::kRoomAbove[2] : 0u);
+        for (unsigned int i = 0; i < q19::kDirectionCount; ++i)
+            out[i] = (detail::kNeeds[i] & ~room) == 0 ? cells[int64_t(index) + offset[i]] : nullptr;
     }
 
     LBM_Cell3<float>* at(const uint32_t& x, const uint32_t& y, const uint32_t& z) const {
