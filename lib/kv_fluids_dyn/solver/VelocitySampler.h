@@ -121,13 +121,16 @@ private:
                 index[a][e] = uint32_t(at) * scale[a];
             }
         }
-        for (unsigned int n = 0; n < kCorners; ++n) {
-            const unsigned int ex = n & 1u, ey = (n >> 1) & 1u, ez = (n >> 2) & 1u;
-            const LBM_Cell3<float>* cell = inside[0][ex] && inside[1][ey] && inside[2][ez]
-                                               ? cells[index[0][ex] + index[1][ey] + index[2][ez]]
-                                               : nullptr;
-            v[n] = cell != nullptr && cell->isFluid() ? cell->getVelocity() : fallback;
-        }
+        unsigned int n = 0;
+        for (unsigned int ez = 0; ez < 2; ++ez)
+            for (unsigned int ey = 0; ey < 2; ++ey) {
+                const bool rowInside = inside[2][ez] && inside[1][ey];
+                const uint32_t row = index[2][ez] + index[1][ey];
+                for (unsigned int ex = 0; ex < 2; ++ex, ++n) {
+                    const LBM_Cell3<float>* cell = rowInside && inside[0][ex] ? cells[row + index[0][ex]] : nullptr;
+                    v[n] = cell != nullptr && cell->isFluid() ? cell->getVelocity() : fallback;
+                }
+            }
     }
 
     static bool isHalfInteger(float x) { return std::abs(x) < kExactHalves && std::trunc(x * 2.0f) == x * 2.0f; }
