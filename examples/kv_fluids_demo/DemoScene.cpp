@@ -1,6 +1,7 @@
 #include "DemoScene.h"
 
 #include <algorithm>
+#include <cmath>
 
 #include "kv_geometry/MeshIO.h"
 #include "kv_geometry/MeshPrimitives.h"
@@ -36,6 +37,19 @@ constexpr uint32_t kDrainId = 1;
 // Marker particles start half a sub-cell off the regular pattern at most.
 constexpr float kJitter = 0.5f;
 
+// The box with its faces moved to the nearest planes through cell centres.
+// The voxeliser samples cells at their centres, so faces there make the
+// cells they cross interface cells: the liquid starts with a free surface.
+Box3<float> fittedToCellCentres(const MAC_LBM_Fluid3& fluid, const Box3<float>& box) {
+    const Vector3<float>& origin = fluid.getGrid().getBox().min;
+    auto fit = [&](const Vector3<float>& world) {
+        const Vector3<float> cells = fluid.worldToGridPosition(world) - origin;
+        const Vector3<float> centre(std::floor(cells.x) + 0.5f, std::floor(cells.y) + 0.5f, std::floor(cells.z) + 0.5f);
+        return fluid.gridToWorldPosition(origin + centre);
+    };
+    return Box3<float>(fit(box.min), fit(box.max));
+}
+
 bool readSceneMesh(const std::string& path, const char* role, Mesh& mesh, std::string& error) {
     if (!readMesh(path, mesh, error)) {
         error = "cannot read the " + std::string(role) + " mesh: " + error;
@@ -53,10 +67,10 @@ bool readSceneMesh(const std::string& path, const char* role, Mesh& mesh, std::s
 bool DemoScene::create(const DemoOptions& options, DemoScene& scene, std::string& error) {
     scene.kind = options.scene;
     if (scene.kind == SceneKind::DamBreak) {
-        scene.source = makeBoxMesh(kDamColumn);
+        scene.sourceBox = kDamColumn;
         scene.drain.clear();
     } else {
-        scene.source = makeBoxMesh(kSpout);
+        scene.sourceBox = kSpout;
         scene.sourceVelocity = kSpoutVelocity;
         scene.drain = makeBoxMesh(kDrain);
     }
@@ -67,7 +81,7 @@ bool DemoScene::create(const DemoOptions& options, DemoScene& scene, std::string
     return true;
 }
 
-void DemoScene::build(MAC_LBM_Fluid3& fluid, unsigned int requestedCells) const {
+void DemoScene::build(MAC_LBM_Fluid3& fluid, unsigned int requestedCells) {
     fluid.setDensity(kDensity);
     fluid.setViscosity(kViscosity);
     fluid.setCompressibility(kCompressibility);
@@ -78,6 +92,7 @@ void DemoScene::build(MAC_LBM_Fluid3& fluid, unsigned int requestedCells) const 
     fluid.setResolution(requestedCells);
     fluid.initialize();
     fluid.setDomainBoundaryCells();
+    if (source.triangleCount() == 0) source = makeBoxMesh(fittedToCellCentres(fluid, sourceBox));
     if (drain.triangleCount() > 0) fluid.setSinkCells(drain, true);
     if (kind == SceneKind::DamBreak) fluid.setFluidCells(source, sourceVelocity, kJitter, 0, kSourceId);
 }

@@ -24,7 +24,7 @@ public:
 
     // Sets the fluid's parameters, size and resolution, walls the tank and
     // places the initial liquid and the drain.
-    void build(fluid::MAC_LBM_Fluid3& fluid, unsigned int requestedCells) const;
+    void build(fluid::MAC_LBM_Fluid3& fluid, unsigned int requestedCells);
     // Adds the liquid of one frame's pouring, if the scene pours.
     void beforeFrame(fluid::MAC_LBM_Fluid3& fluid, unsigned int frame) const;
 
@@ -35,9 +35,12 @@ public:
 
 private:
     SceneKind kind = SceneKind::DamBreak;
-    Mesh source;         // the initial liquid (dam break) or the emitter (pour)
+    // The initial liquid (dam break) or the emitter (pour): the scene's own
+    // box, fitted to the grid once it is sized, or a mesh read from a file.
+    Box3<float> sourceBox;
+    Mesh source;
     Vector3<float> sourceVelocity;
-    Mesh drain;          // empty: no sink
+    Mesh drain;  // empty: no sink
 };
 
 }  // namespace kelvar::demo
