@@ -37,6 +37,7 @@ struct Tank {
         solver.solve(fluid.getSolverContext().getDt() * float(subSteps));
         solver.postSolve();
     }
+    // No NaN or infinity in any liquid cell's velocity or particle position.
     bool finite() const {
         for (const LBM_Cell3<float>* cell : fluid.getGrid().getCells())
             if (cell != nullptr && cell->isFluid() && !std::isfinite(cell->getVelocity().length())) return false;
@@ -50,9 +51,7 @@ struct Tank {
 };
 
 Mesh floorDrain(const MAC_LBM_Fluid3& fluid, float y) {
-    Mesh drain = worldBox(fluid, {1.0f, y + 0.2f, 1.0f}, {11.0f, y + 0.8f, 11.0f});
-    drain.setId(5);
-    return drain;
+    return worldBox(fluid, {1.0f, y + 0.2f, 1.0f}, {11.0f, y + 0.8f, 11.0f}, 5);
 }
 
 // Mean liquid cell count over frames 300-599 and 600-899 of an emitter
