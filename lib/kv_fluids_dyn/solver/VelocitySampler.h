@@ -60,7 +60,7 @@ public:
             velocityAt(truncateToCellIndex(c.x), truncateToCellIndex(c.y), truncateToCellIndex(c.z));
         const Vector3<float> low = centre - Vector3<float>(halfWidth, halfWidth, halfWidth);
         const float width = halfWidth * 2.0f;
-        Vector3<float> v[kCorners];
+        const Vector3<float>* v[kCorners];
         if (unitLattice && std::abs(c.x) < kExactHalves && std::abs(c.y) < kExactHalves && std::abs(c.z) < kExactHalves)
             cornerVelocitiesOnLattice(c, delta, fallback, v);
         else
@@ -70,10 +70,10 @@ public:
         const float sx = 1.0f - t.x;
         const float sy = 1.0f - t.y;
         const float sz = 1.0f - t.z;
-        const Vector3<float> x00 = v[0] * sx + v[1] * t.x;
-        const Vector3<float> x10 = v[2] * sx + v[3] * t.x;
-        const Vector3<float> x01 = v[4] * sx + v[5] * t.x;
-        const Vector3<float> x11 = v[6] * sx + v[7] * t.x;
+        const Vector3<float> x00 = *v[0] * sx + *v[1] * t.x;
+        const Vector3<float> x10 = *v[2] * sx + *v[3] * t.x;
+        const Vector3<float> x01 = *v[4] * sx + *v[5] * t.x;
+        const Vector3<float> x11 = *v[6] * sx + *v[7] * t.x;
         const Vector3<float> y0 = x00 * sy + x10 * t.y;
         const Vector3<float> y1 = x01 * sy + x11 * t.y;
         return y0 * sz + y1 * t.z;
@@ -95,10 +95,10 @@ private:
     // Corner n of the sample box from low, looked up through float
     // coordinates exactly as the fluid does.
     void cornerVelocities(const Vector3<float>& low, const float& width, const Vector3<float>& fallback,
-                          Vector3<float> (&v)[kCorners]) const {
+                          const Vector3<float>* (&v)[kCorners]) const {
         for (unsigned int n = 0; n < kCorners; ++n) {
             const LBM_Cell3<float>* cell = cellAt(low + corner(n) * width);
-            v[n] = cell != nullptr && cell->isFluid() ? cell->getVelocity() : fallback;
+            v[n] = cell != nullptr && cell->isFluid() ? &cell->getVelocity() : &fallback;
         }
     }
 
@@ -108,16 +108,29 @@ private:
     // no cell for s < 0. So the cells come from integer arithmetic, with the
     // same result.
     void cornerVelocitiesOnLattice(const Vector3<float>& c, const Vector3<float>& delta,
-                                   const Vector3<float>& fallback, Vector3<float> (&v)[kCorners]) const {
+                                   const Vector3<float>& fallback, const Vector3<float>* (&v)[kCorners]) const {
+        const int64_t first[3] = {int64_t(c.x) + int64_t(delta.x), int64_t(c.y) + int64_t(delta.y),
+                                  int64_t(c.z) + int64_t(delta.z)};
+        // Away from the grid's faces the eight cells form a whole 2x2x2 block.
+        if (first[0] >= 1 && first[0] < int64_t(nx) && first[1] >= 1 && first[1] < int64_t(ny) && first[2] >= 1 &&
+            first[2] < int64_t(nz)) {
+            const uint32_t low = uint32_t(first[0] - 1) * stride + uint32_t(first[1] - 1) * nz + uint32_t(first[2] - 1);
+            const uint32_t step[kCorners] = {0, stride, nz, stride + nz, 1, stride + 1, nz + 1, stride + nz + 1};
+            for (unsigned int n = 0; n < kCorners; ++n) {
+                const LBM_Cell3<float>* cell = cells[low + step[n]];
+                v[n] = cell != nullptr && cell->isFluid() ? &cell->getVelocity() : &fallback;
+            }
+            return;
+        }
+
         uint32_t index[3][2];
         bool inside[3][2];
         const uint32_t size[3] = {nx, ny, nz};
         const uint32_t scale[3] = {stride, nz, 1};
         for (unsigned int a = 0; a < 3; ++a) {
-            const int64_t first = int64_t(c[a]) + int64_t(delta[a]);
             for (unsigned int e = 0; e < 2; ++e) {
-                const int64_t at = std::max<int64_t>(first + e - 1, 0);
-                inside[a][e] = first + e >= 0 && at < int64_t(size[a]);
+                const int64_t at = std::max<int64_t>(first[a] + e - 1, 0);
+                inside[a][e] = first[a] + e >= 0 && at < int64_t(size[a]);
                 index[a][e] = uint32_t(at) * scale[a];
             }
         }
@@ -128,7 +141,7 @@ private:
                 const uint32_t row = index[2][ez] + index[1][ey];
                 for (unsigned int ex = 0; ex < 2; ++ex, ++n) {
                     const LBM_Cell3<float>* cell = rowInside && inside[0][ex] ? cells[row + index[0][ex]] : nullptr;
-                    v[n] = cell != nullptr && cell->isFluid() ? cell->getVelocity() : fallback;
+                    v[n] = cell != nullptr && cell->isFluid() ? &cell->getVelocity() : &fallback;
                 }
             }
     }
