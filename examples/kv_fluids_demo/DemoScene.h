@@ -31,6 +31,8 @@ public:
     // Whether liquid enters or leaves during the run (pouring or a drain),
     // so that its mass is not expected to stay constant.
     bool exchangesLiquid() const { return kind == SceneKind::Pour || drain.triangleCount() > 0; }
+    // The drain mesh, empty when the scene has none.
+    const Mesh& getDrain() const { return drain; }
     const char* name() const { return kind == SceneKind::DamBreak ? "dam break" : "pour"; }
 
 private:

@@ -58,10 +58,10 @@ Mesh extractSurface(const MAC_LBM_Fluid3& fluid) {
     return surface;
 }
 
-bool writeFrameFiles(const Mesh& surface, const Box3<float>& tank, const std::string& folder, unsigned int frame,
-                     std::string& error) {
+bool writeFrameFiles(const Mesh& surface, const Mesh& fixtures, const Box3<float>& tank, const std::string& folder,
+                     unsigned int frame, std::string& error) {
     if (!writeMesh(framePath(folder, frame, "ply"), surface, error)) return false;
-    const RgbImage preview = renderPreview(surface, tank, kPreviewWidth, kPreviewHeight);
+    const RgbImage preview = renderPreview(surface, fixtures, tank, kPreviewWidth, kPreviewHeight);
     return writePng(framePath(folder, frame, "png"), preview, error);
 }
 

@@ -24,9 +24,10 @@ Box3<float> worldBox(const fluid::MAC_LBM_Fluid3& fluid);
 // The closed surface of the liquid in world units.
 Mesh extractSurface(const fluid::MAC_LBM_Fluid3& fluid);
 
-// Writes frame_NNNN.ply (the surface) and frame_NNNN.png (its preview) into
-// `folder`. Returns false with a message when a file cannot be written.
-bool writeFrameFiles(const Mesh& surface, const Box3<float>& tank, const std::string& folder, unsigned int frame,
-                     std::string& error);
+// Writes frame_NNNN.ply (the surface) and frame_NNNN.png (its preview with
+// the tank's fixtures) into `folder`. Returns false with a message when a
+// file cannot be written.
+bool writeFrameFiles(const Mesh& surface, const Mesh& fixtures, const Box3<float>& tank, const std::string& folder,
+                     unsigned int frame, std::string& error);
 
 }  // namespace kelvar::demo

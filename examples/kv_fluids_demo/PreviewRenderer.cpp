@@ -15,6 +15,7 @@ const Vector3<float> kSkyBottom(0.80f, 0.83f, 0.88f);
 const Vector3<float> kLiquid(0.20f, 0.50f, 0.90f);
 const Vector3<float> kFloor(0.86f, 0.85f, 0.82f);
 const Vector3<float> kWall(0.74f, 0.76f, 0.80f);
+const Vector3<float> kFixture(0.30f, 0.30f, 0.32f);
 
 // Camera and light of the preview: above the tank's (max x, max z) corner.
 const Vector3<float> kViewDirection(0.55f, 0.65f, 1.0f);
@@ -49,7 +50,8 @@ void addQuad(PreviewRasterizer& rasterizer, const Vector3<float>& a, const Vecto
 
 }  // namespace
 
-RgbImage renderPreview(const Mesh& surface, const Box3<float>& tank, unsigned int width, unsigned int height) {
+RgbImage renderPreview(const Mesh& surface, const Mesh& fixtures, const Box3<float>& tank, unsigned int width,
+                       unsigned int height) {
     PreviewRasterizer rasterizer(width, height, kSkyTop, kSkyBottom);
     const Vector3<float> centre = tank.center();
     const float radius = tank.extent().length() * 0.5f;
@@ -63,6 +65,7 @@ RgbImage renderPreview(const Mesh& surface, const Box3<float>& tank, unsigned in
     addQuad(rasterizer, {lo.x, lo.y, lo.z}, {hi.x, lo.y, lo.z}, {hi.x, lo.y, hi.z}, {lo.x, lo.y, hi.z}, kFloor);
     addQuad(rasterizer, {lo.x, lo.y, lo.z}, {hi.x, lo.y, lo.z}, {hi.x, hi.y, lo.z}, {lo.x, hi.y, lo.z}, kWall);
     addQuad(rasterizer, {lo.x, lo.y, lo.z}, {lo.x, hi.y, lo.z}, {lo.x, hi.y, hi.z}, {lo.x, lo.y, hi.z}, kWall);
+    rasterizer.drawMesh(fixtures, kFixture);
     rasterizer.drawMesh(surface, kLiquid);
     return rasterizer.image();
 }

@@ -17,9 +17,10 @@ struct RgbImage {
 };
 
 // A preview of one frame: the liquid's surface mesh inside the tank (floor
-// and the two far walls drawn), seen from a fixed camera above one corner.
-// Both are in world units.
-RgbImage renderPreview(const Mesh& surface, const Box3<float>& tank, unsigned int width, unsigned int height);
+// and the two far walls drawn) with the tank's fixtures (drains, drawn
+// dark), seen from a fixed camera above one corner. All in world units.
+RgbImage renderPreview(const Mesh& surface, const Mesh& fixtures, const Box3<float>& tank, unsigned int width,
+                       unsigned int height);
 
 // A small software rasteriser: perspective camera, a depth buffer, and flat
 // Lambert shading per triangle from one directional light. Triangles are lit

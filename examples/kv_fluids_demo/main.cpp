@@ -112,7 +112,7 @@ int run(const DemoOptions& options) {
         report.liquidMass = census.mass;
         // The cells changed: have the VOF field rebuilt for this frame.
         fluid.refDirtyFlags().set(fluid::MAC_LBM_Fluid3::VOF_DIRTY);
-        if (!writeFrameFiles(extractSurface(fluid), tank, options.output, frame, error)) {
+        if (!writeFrameFiles(extractSurface(fluid), scene.getDrain(), tank, options.output, frame, error)) {
             progress.finish();
             std::fprintf(stderr, "%s: %s\n", kProgram, error.c_str());
             return kExitFailure;
