@@ -8,7 +8,7 @@ namespace kelvar::demo {
 namespace {
 
 // Upper bounds that keep a run within memory and the thread loop sane.
-constexpr uint64_t kMaxResolution = 1u << 30;
+constexpr uint64_t kMaxResolution = 1u << 27;
 constexpr uint64_t kMaxFrames = 1000000;
 constexpr uint64_t kMaxThreads = 256;
 

@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
+#include <new>
 #include <string>
 #include <system_error>
 #include <thread>
@@ -138,5 +139,10 @@ int main(int argc, char** argv) {
         std::fputs(demoUsage(kProgram).c_str(), stdout);
         return kExitOk;
     }
-    return run(options);
+    try {
+        return run(options);
+    } catch (const std::bad_alloc&) {
+        return usageError("not enough memory for " + std::to_string(options.resolution) +
+                          " cells; choose a smaller --resolution");
+    }
 }
