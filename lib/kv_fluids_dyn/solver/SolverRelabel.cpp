@@ -109,14 +109,17 @@ void MAC_LBM_Solver3::binParticles(const unsigned int& threadCount, MAC_LBM_Flui
     MAC_ParticleSystem3& particles = fluid.ref_MAC_ParticleSystem();
     if (particles.getParticlesCount() == 0) return;
     const auto& grid = fluid.getGrid();
+    LBM_Cell3<float>* const* const cells = grid.getCells().data();
     runParallel(
         particles.getParticlesArray(),
         [&](const unsigned int& t, MAC_Particle3* particle) {
-            Tuple3<unsigned int> ijk;
-            // A particle outside the grid neither creates a cell nor goes away.
-            if (!grid.locate(particle->position, ijk)) return;
-            const unsigned int index = grid.index(ijk.first, ijk.second, ijk.third);
-            LBM_Cell3<float>* cell = grid.at(index);
+            // The cell as Grid3::locate finds it; a particle outside the grid
+            // neither creates a cell nor goes away.
+            const Vector3<float> q = (particle->position - grid.getBox().min).mul(grid.getInvCellSize());
+            const unsigned int i = truncateToCellIndex(q.x), j = truncateToCellIndex(q.y), k = truncateToCellIndex(q.z);
+            if (!grid.contains(i, j, k)) return;
+            const unsigned int index = grid.index(i, j, k);
+            LBM_Cell3<float>* cell = cells[index];
             if (cell == nullptr)
                 perThread[t].gridIndices.push_back(index);
             else if (cell->isSink())
