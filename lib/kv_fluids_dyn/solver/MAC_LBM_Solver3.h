@@ -29,7 +29,8 @@ namespace kelvar::fluid {
 // with at least one thread, before the first solve(); every liquid cell
 // holds its grid index; the fluid's liquid, solid and sink counts are exact.
 // Guarantees: every pass runs through runParallel on `threads` workers and
-// writes only per-worker scratch, its own element, or (for single flag bits)
+// writes only per-worker scratch, its own element, the neighbour slots that
+// the streaming operations assign to exactly one cell, or single flag bits of
 // neighbours through atomic operations; per-worker results are merged in
 // thread order, so the outcome does not depend on the thread count. After the
 // first sub-steps no pass allocates: per-worker lists live in the solver.
