@@ -37,15 +37,14 @@ struct BoxScene {
 TEST(DomainEmission, BoxMakesInterfaceAndFluidCellsWithEightParticlesEach) {
     BoxScene scene;
     MAC_LBM_Fluid3& fluid = scene.fluid;
-    fluid.setFluidCells(scene.mesh, {0.01f, -0.02f, 0.03f}, 0.0f, 3, 42);
+    const Vector3<float> velocity(0.01f, -0.02f, 0.03f);
+    fluid.setFluidCells(scene.mesh, velocity, 0.0f, 3, 42);
     const auto counts = countTypes(fluid);
-    EXPECT_EQ(counts[LBM_CELL_INTERFACE], 5u * 4u * 3u - 6u);
-    EXPECT_EQ(counts[LBM_CELL_FLUID], 6u);
+    EXPECT_TRUE(counts[LBM_CELL_INTERFACE] == 5 * 4 * 3 - 6 && counts[LBM_CELL_FLUID] == 6 && counts[1] == 1000 - 60);
     EXPECT_TRUE(liquidAt(fluid, 2, 1, 3).isInterface() && liquidAt(fluid, 6, 4, 5).isInterface());
     const LBM_Q19_MAC_Cell3F& inner = liquidAt(fluid, 5, 3, 4);
-    EXPECT_TRUE(inner.getType() == LBM_CELL_FLUID && inner.getEpsilon() == 1.0f && inner.getMass() == inner.getDensity() &&
-                inner.getGridMonoindex() == 5 * 100 + 3 * 10 + 4);
-    EXPECT_EQ(inner.getVelocity(), fluid.worldToGridVelocity({0.01f, -0.02f, 0.03f}));
+    EXPECT_TRUE(inner.getType() == LBM_CELL_FLUID && inner.getMass() == inner.getDensity() &&
+                inner.getVelocity() == fluid.worldToGridVelocity(velocity));
 
     std::map<const LBM_Cell3<float>*, unsigned> perCell;
     const auto& particles = fluid.get_MAC_ParticleSystem().getParticlesArray();
