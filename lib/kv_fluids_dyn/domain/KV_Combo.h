@@ -27,10 +27,6 @@ public:
     // The next draw scaled into [0, 1] (divided by 2^32 - 1 in double precision).
     float nextUnit() { return static_cast<float>(static_cast<double>(next()) / kLargestDraw); }
 
-    const uint32_t& getX() const { return x; }
-    const uint32_t& getY() const { return y; }
-    const uint32_t& getZ() const { return z; }
-
 private:
     // Multiplier of the multiply-with-carry half, which works on 16-bit halves.
     static constexpr uint32_t kCarryMultiplier = 30903u;
