@@ -135,8 +135,9 @@ std::string demoUsage(const std::string& program) {
            "                   or adds one to the dam break\n"
            "  -h, --help       print this help and exit\n"
            "\n"
-           "Exit codes: 0 done, 1 the output could not be written, 2 a bad option or\n"
-           "an unreadable mesh.\n";
+           "Exit codes: 0 done; 1 a frame could not be written; 2 a bad option, an\n"
+           "output folder that cannot be created, an unreadable mesh, or a resolution\n"
+           "too large for the memory.\n";
 }
 
 }  // namespace kelvar::demo

@@ -25,8 +25,8 @@ struct DemoOptions {
 
 // Exit codes of the demo.
 constexpr int kExitOk = 0;
-constexpr int kExitFailure = 1;  // the run could not write its output
-constexpr int kExitUsage = 2;    // a bad option or an unreadable mesh
+constexpr int kExitFailure = 1;  // a frame could not be written
+constexpr int kExitUsage = 2;    // bad options or input, or too little memory for them
 
 // Reads the arguments (without the program name). Returns false with a
 // one-line message in `error` when an option is unknown, lacks its value or
