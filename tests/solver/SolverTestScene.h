@@ -25,7 +25,6 @@ struct SceneFluid : MAC_LBM_Fluid3 {
 struct PassSolver : MAC_LBM_Solver3 {
     using MAC_LBM_Solver3::advect_MAC_Particles;
     using MAC_LBM_Solver3::advectParticle;
-    using MAC_LBM_Solver3::clearDynamicFlags;
     using MAC_LBM_Solver3::computeNormal;
     using MAC_LBM_Solver3::computeRhoAndMass;
     using MAC_LBM_Solver3::computeRhoInfo;
@@ -34,7 +33,6 @@ struct PassSolver : MAC_LBM_Solver3 {
     using MAC_LBM_Solver3::SPHKernel;
     using MAC_LBM_Solver3::streamPeriodicBoundaries;
     using MAC_LBM_Solver3::updateCellArrays;
-    using MAC_LBM_Solver3::updateSolidCellArray;
 };
 
 using Index3 = Tuple3<unsigned int>;
