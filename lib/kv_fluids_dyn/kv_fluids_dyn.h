@@ -55,6 +55,7 @@
 #include "kv_fluids_dyn/domain/Fluid3.h"
 #include "kv_fluids_dyn/domain/EulerianFluid3.h"
 #include "kv_fluids_dyn/domain/LBM_Fluid3.h"
+#include "kv_fluids_dyn/domain/KV_Combo.h"
 #include "kv_fluids_dyn/domain/MAC_LBM_Fluid3.h"
 #include "kv_fluids_dyn/solver/MAC_LBM_SolverContext3.h"
 #include "kv_fluids_dyn/solver/RunParallel.h"
