@@ -3,7 +3,6 @@
 #include <map>
 
 #include "DomainTestSupport.h"
-#include "FillTestSupport.h"
 #include "kv_fluids_dyn/domain/KV_Combo.h"
 #include "kv_fluids_dyn/lattice/LBM_CellType.h"
 
@@ -15,11 +14,6 @@ using test::liquidAt;
 using test::sizeGrid;
 using test::worldBox;
 
-struct PooledFluid : MAC_LBM_Fluid3 {
-    using MAC_LBM_Fluid3::acquireLiquidCell;
-    using MAC_LBM_Fluid3::releaseCell;
-};
-
 // A placed and turned 10^3 fluid and a box whose faces cross cells 2..6 in x,
 // 1..4 in y and 3..5 in z; the centres of cells 3..5 x 2..3 x 4 lie inside.
 struct BoxScene {
@@ -30,7 +24,7 @@ struct BoxScene {
         fluid.initialize();
         mesh = worldBox(fluid, {2.7f, 1.7f, 3.7f}, {6.3f, 4.3f, 5.3f});
     }
-    PooledFluid fluid;
+    test::PoolFluid fluid;
     Mesh mesh;
 };
 

@@ -7,7 +7,6 @@
 #include <cstdio>
 
 #include "DomainTestSupport.h"
-#include "FillTestSupport.h"
 #include "kv_fluids_dyn/solver/MAC_LBM_Solver3.h"
 
 namespace kelvar::fluid {

@@ -4,7 +4,6 @@
 #include <vector>
 
 #include "DomainTestSupport.h"
-#include "FillTestSupport.h"
 
 namespace kelvar::fluid {
 namespace {

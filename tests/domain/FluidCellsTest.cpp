@@ -4,7 +4,6 @@
 #include <set>
 
 #include "DomainTestSupport.h"
-#include "kv_fluids_dyn/domain/MAC_LBM_Fluid3.h"
 #include "kv_fluids_dyn/lattice/LBM_CellType.h"
 #include "kv_fluids_dyn/lattice/LBM_Q19_Constants.h"
 #include "kv_fluids_dyn/lattice/LBM_SinkCell3.h"
@@ -14,17 +13,8 @@ namespace kelvar::fluid {
 namespace {
 
 using test::expectNear;
+using test::PoolFluid;
 using test::sizeGrid;
-
-// Opens the pool access the solver uses.
-class PoolFluid : public MAC_LBM_Fluid3 {
-public:
-    using MAC_LBM_Fluid3::acquireLiquidCell;
-    using MAC_LBM_Fluid3::acquireSinkCell;
-    using MAC_LBM_Fluid3::acquireSolidCell;
-    using MAC_LBM_Fluid3::areCellsEqual;
-    using MAC_LBM_Fluid3::releaseCell;
-};
 
 bool onBoundary(const Grid3<LBM_Cell3<float>, float>& grid, unsigned i, unsigned j, unsigned k) {
     return i == 0 || j == 0 || k == 0 || i + 1 == grid.getNx() || j + 1 == grid.getNy() || k + 1 == grid.getNz();
@@ -211,10 +201,9 @@ TEST(DomainInitialize, EmptiesGridPoolsParticlesAndAccumulators) {
     EXPECT_EQ(fluid.getSolverContext().getDt(), 0.5f);  // only the accumulators are reset
 }
 
+// A 4^3 grid of liquid cells whose velocity is linear in the cell centre.
 class DomainInterpolation : public ::testing::Test {
 protected:
-    // A 4 x 4 x 4 grid of liquid cells whose velocity is linear in the cell
-    // centre: v = A p + b.
     void SetUp() override {
         sizeGrid(fluid, 4, 4, 4);
         const auto& grid = fluid.getGrid();
@@ -240,17 +229,13 @@ TEST_F(DomainInterpolation, ReproducesALinearFieldBetweenCellCentres) {
         {0, 0, 0}, {-0.5f, -0.5f, -0.5f}, {0.3f, -0.7f, 1.1f}, {-1.2f, 0.9f, 0.2f}, {1.49f, 1.2f, -1.4f},
         {0.25f, 0.75f, -0.25f},
     };
-    for (const Vector3<float>& p : points) {
-        expectNear(fluid.evalVelocityAt(p), field(p));
-    }
-    // At a cell centre the sample is that cell's velocity.
-    const Vector3<float> centre(0.5f, -0.5f, 1.5f);
+    for (const Vector3<float>& p : points) expectNear(fluid.evalVelocityAt(p), field(p));
+    const Vector3<float> centre(0.5f, -0.5f, 1.5f);  // a cell centre: exactly that cell's velocity
     EXPECT_EQ(fluid.evalVelocityAt(centre), fluid.getVelocityAt(centre));
 }
 
 TEST_F(DomainInterpolation, NonLiquidCornersTakeTheVelocityOfTheHostCell) {
-    // Empty every cell around the host cell (2, 2, 2): the result is the
-    // host's velocity wherever p lies in it.
+    // Only the host cell (2, 2, 2) is liquid: its velocity wherever p lies in it.
     const auto& grid = fluid.getGrid();
     for (LBM_Q19_MAC_Cell3F& cell : cells) cell.setType(LBM_CELL_EMPTY);
     cells[grid.index(2, 2, 2)].setType(LBM_CELL_FLUID);

@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include "DomainTestSupport.h"
-#include "FillTestSupport.h"
 
 namespace kelvar::fluid {
 namespace {

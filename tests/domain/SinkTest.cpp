@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include "DomainTestSupport.h"
-#include "FillTestSupport.h"
 #include "kv_fluids_dyn/lattice/LBM_CellType.h"
 #include "kv_fluids_dyn/lattice/LBM_SinkCell3.h"
 
