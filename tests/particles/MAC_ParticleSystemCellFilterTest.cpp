@@ -75,8 +75,9 @@ TEST_F(CellFilter, EachBitSelectsItsCells) {
     EXPECT_TRUE(select(0xF8).empty()) << "other bits are ignored";
 }
 
-TEST_F(CellFilter, ParticlesOutsideTheGridAreNeverSelected) {
+TEST_F(CellFilter, EmptySystemAndParticlesOutsideTheGridSelectNothing) {
     particles.removeParticles();
+    EXPECT_TRUE(select(0x07).empty());
     particles.createParticle({-1.5f, -1.5f, -1.5f}, {}, 0, {});  // grid corner: cell 0
     particles.createParticle({-2.2f, -1.0f, -1.0f}, {}, 0, {});  // 0.7 cells left of the grid
     particles.createParticle({-3.0f, -1.0f, -1.0f}, {}, 0, {});  // a whole cell left: wraps
@@ -84,11 +85,6 @@ TEST_F(CellFilter, ParticlesOutsideTheGridAreNeverSelected) {
     particles.createParticle({-1.0f, -1.0f, 7.0f}, {}, 0, {});
     // Truncation towards zero puts the particle 0.7 cells left into cell 0.
     EXPECT_EQ(select(0x07), (std::vector<uint32_t>{0, 1}));
-}
-
-TEST_F(CellFilter, EmptySystemGivesAnEmptyResult) {
-    particles.removeParticles();
-    EXPECT_TRUE(select(0x07).empty());
 }
 
 }  // namespace
