@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <string>
-#include <vector>
 
 #include "kv_basic/Array.h"
 #include "kv_basic/ArrayOfPtr.h"
@@ -23,6 +22,7 @@ struct Tracked {
     ~Tracked() { --live; }
 };
 
+// Capacities 4, 8, 13, 18, 24, ...; the elements survive every move.
 TEST(Array, GrowsToCountPlusAnEighthPlusFour) {
     Array<int> a;
     uint32_t expected = 0;
@@ -31,15 +31,7 @@ TEST(Array, GrowsToCountPlusAnEighthPlusFour) {
         a.push_back(i);
         ASSERT_EQ(a.capacity(), expected) << "after " << i + 1 << " appends";
     }
-    // The first steps spelled out: 4, 8, 13, 18, 24.
-    Array<int> b;
-    std::vector<uint32_t> capacities;
-    for (int i = 0; i < 20; ++i) {
-        b.push_back(i);
-        if (capacities.empty() || capacities.back() != b.capacity()) capacities.push_back(b.capacity());
-    }
-    EXPECT_EQ(capacities, (std::vector<uint32_t>{4, 8, 13, 18, 24}));
-    for (int i = 0; i < 20; ++i) EXPECT_EQ(b[i], i);
+    for (int i = 0; i < 200; ++i) EXPECT_EQ(a[i], i);
 }
 
 TEST(Array, CapacityControl) {
