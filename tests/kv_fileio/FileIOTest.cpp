@@ -81,9 +81,7 @@ TEST(FileIO, BoolIsOneByteAndAnyNonZeroByteReadsTrue) {
     other.setContents({0x00, 0x02, 0xFF});
     bool read[3] = {true, false, false};
     EXPECT_EQ(ReadBool(read, 3, other.get()), 3u);
-    EXPECT_FALSE(read[0]);
-    EXPECT_TRUE(read[1]);
-    EXPECT_TRUE(read[2]);
+    EXPECT_TRUE(!read[0] && read[1] && read[2]);
 }
 
 TEST(FileIO, LongArraysRoundTripBitForBit) {
@@ -111,9 +109,7 @@ TEST(FileIO, ShortReadCountsWholeValuesAndLeavesTheRest) {
     tmp.setContents({1, 0, 0, 0, 2, 0});
     unsigned int values[3] = {7, 7, 7};
     EXPECT_EQ(ReadUInt(values, 3, tmp.get()), 1u);
-    EXPECT_EQ(values[0], 1u);
-    EXPECT_EQ(values[1], 7u);
-    EXPECT_EQ(values[2], 7u);
+    EXPECT_EQ(std::vector<unsigned int>(values, values + 3), (std::vector<unsigned int>{1, 7, 7}));
 }
 
 TEST(FileIO, NullArgumentsTransferNothing) {
