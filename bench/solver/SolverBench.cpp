@@ -4,6 +4,8 @@
 // cell of the grid (MLUPS_grid), and each pass's share of the sub-step time.
 //
 //   bench/bin/solver_bench --benchmark_filter=DamBreak
+//   valgrind --tool=callgrind --toggle-collect='*MAC_LBM_Solver3::solve*'
+//       bench/bin/solver_bench --benchmark_filter=DamBreakFixed
 
 #include <benchmark/benchmark.h>
 
@@ -138,5 +140,16 @@ BENCHMARK(BM_DamBreak)
     ->Unit(benchmark::kMillisecond)
     ->UseRealTime()
     ->MinTime(2.0);
+
+// A fixed number of sub-steps of a small dam break on one thread, for
+// instruction counts under callgrind (instructions per sub-step divide by
+// the iteration count, not by a timing-dependent one).
+BENCHMARK(BM_DamBreak)
+    ->Name("DamBreakFixed")
+    ->ArgNames({"nx", "ny", "nz", "threads"})
+    ->Args({48, 48, 48, 1})
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime()
+    ->Iterations(20);
 
 }  // namespace

@@ -32,13 +32,8 @@ constexpr double kTwoPi = 2.0 * std::numbers::pi;
 // Cells that a deep interior cell must not touch: interface cells and solids.
 constexpr unsigned short kNearSurfaceOrWall = MAC_FLAG_NEAR_INTERFACE | MAC_FLAG_NEIGHBOUR_MARK;
 
-// The cell that holds p (Grid3::locate, then the pointer), or null.
-inline const LBM_Cell3<float>* cellAt(const Grid& grid, const Vector3<float>& p) {
-    const Vector3<float> q = (p - grid.getBox().min).mul(grid.getInvCellSize());
-    const unsigned int i = truncateToCellIndex(q.x), j = truncateToCellIndex(q.y), k = truncateToCellIndex(q.z);
-    if (!grid.contains(i, j, k)) return nullptr;
-    return grid.getCells()[grid.index(i, j, k)];
-}
+void moveWithFlow(const VelocitySampler& cells, const Grid& grid, const Vector3<float>& velocity,
+                  MAC_Particle3& particle);
 
 // Cell coordinates of p, truncated toward zero, as floats.
 Vector3<float> truncatedCellCoordinates(const Grid& grid, const Vector3<float>& p) {
@@ -79,11 +74,14 @@ void MAC_LBM_Solver3::advect_MAC_Particles(const unsigned int& threadCount, MAC_
             system.getParticlesArray(),
             [&](const unsigned int& t, MAC_Particle3* particle) {
                 SolverThreadScratch& mine = perThread[t];
-                const LBM_Cell3<float>* cell = velocityAt.cellAt(particle->position);
+                const Vector3<float> offset = velocityAt.offsetOf(particle->position);
+                const LBM_Cell3<float>* cell = velocityAt.cellAtOffset(offset);
                 if (cell == nullptr) return;
 
                 if (cell->isFluid()) {
-                    advectParticle(fluid, velocityAt(particle->position), *particle);
+                    // The sample's fallback is the velocity of p's own cell.
+                    moveWithFlow(velocityAt, grid,
+                                 velocityAt.sample(particle->position, offset, cell->getVelocity()), *particle);
                     const Vector3<float>& v = particle->velocity;
                     const float speed = static_cast<float>(
                         std::sqrt(double(v.x) * double(v.x) + double(v.y) * double(v.y) + double(v.z) * double(v.z)));
@@ -192,13 +190,20 @@ void MAC_LBM_Solver3::reseedParticles(const unsigned int& threadCount, MAC_LBM_F
 
 void MAC_LBM_Solver3::advectParticle(const MAC_LBM_Fluid3& fluid, const Vector3<float>& velocity,
                                      MAC_Particle3& particle) const {
-    const Grid& grid = fluid.getGrid();
+    moveWithFlow(VelocitySampler(fluid.getGrid()), fluid.getGrid(), velocity, particle);
+}
+
+namespace {
+
+// advectParticle with the cell lookups of a sampler built for the pass.
+void moveWithFlow(const VelocitySampler& cells, const Grid& grid, const Vector3<float>& velocity,
+                  MAC_Particle3& particle) {
     const Vector3<float> oldPosition = particle.position;
     const Vector3<float> oldVelocity = particle.velocity;
     particle.velocity = velocity;
     particle.position = oldPosition + velocity;
 
-    const LBM_Cell3<float>* landed = cellAt(grid, particle.position);
+    const LBM_Cell3<float>* landed = cells.cellAt(particle.position);
     if (landed == nullptr || !landed->isSolid()) return;
 
     // Reflect the step about the direction of the cell change.
@@ -212,12 +217,14 @@ void MAC_LBM_Solver3::advectParticle(const MAC_LBM_Fluid3& fluid, const Vector3<
     particle.velocity = reflected;
     particle.position = oldPosition + reflected;
 
-    const LBM_Cell3<float>* bounced = cellAt(grid, particle.position);
+    const LBM_Cell3<float>* bounced = cells.cellAt(particle.position);
     if (bounced != nullptr && bounced->isSolid()) {
         particle.position = oldPosition;
         particle.velocity = oldVelocity;
     }
 }
+
+}  // namespace
 
 float MAC_LBM_Solver3::SPHKernel(float q) const {
     if (q < 0.0f || q > 2.0f) return 0.0f;

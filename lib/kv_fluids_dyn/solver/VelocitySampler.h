@@ -39,6 +39,19 @@ public:
     Vector3<float> operator()(const Vector3<float>& p) const {
         const Vector3<float> offset = (p - min).mul(invCellSize);
         const Vector3<float> c(std::trunc(offset.x), std::trunc(offset.y), std::trunc(offset.z));
+        const Vector3<float>& fallback =
+            velocityAt(truncateToCellIndex(c.x), truncateToCellIndex(c.y), truncateToCellIndex(c.z));
+        return sample(p, offset, fallback);
+    }
+
+    // The same, given p's offset from the grid's corner in cells, (p - min)
+    // times the inverse cell size, and the velocity of p's cell when that is
+    // a liquid cell (zero otherwise), for a caller that has both at hand.
+    Vector3<float> sample(const Vector3<float>& p, const Vector3<float>& offset, const Vector3<float>& fallback) const {
+        const Vector3<float> c(std::trunc(offset.x), std::trunc(offset.y), std::trunc(offset.z));
+        if (unitLattice && std::abs(c.x) < kExactHalves && std::abs(c.y) < kExactHalves && std::abs(c.z) < kExactHalves)
+            return sampleOnLattice(p, c, fallback);
+
         const Vector3<float> base = min + c.mul(cellSize);
 
         // First of the eight boxes centred on the corners of p's cell that
@@ -56,17 +69,33 @@ public:
         if (!found) delta = Vector3<float>(1.0f, 1.0f, 1.0f);
         const Vector3<float> centre = base + delta.mul(cellSize);
 
-        const Vector3<float>& fallback =
-            velocityAt(truncateToCellIndex(c.x), truncateToCellIndex(c.y), truncateToCellIndex(c.z));
         const Vector3<float> low = centre - Vector3<float>(halfWidth, halfWidth, halfWidth);
         const float width = halfWidth * 2.0f;
         const Vector3<float>* v[kCorners];
-        if (unitLattice && std::abs(c.x) < kExactHalves && std::abs(c.y) < kExactHalves && std::abs(c.z) < kExactHalves)
-            cornerVelocitiesOnLattice(c, delta, fallback, v);
-        else
-            cornerVelocities(low, width, fallback, v);
+        cornerVelocities(low, width, fallback, v);
+        return interpolate(v, (p - low) / width);
+    }
 
-        const Vector3<float> t = (p - low) / width;
+    // Cell that holds p, as Grid3::locate and Grid3::at find it; null
+    // outside the grid.
+    const LBM_Cell3<float>* cellAt(const Vector3<float>& p) const { return cellAtOffset(offsetOf(p)); }
+
+    // p's offset from the grid's corner in cells.
+    Vector3<float> offsetOf(const Vector3<float>& p) const { return (p - min).mul(invCellSize); }
+
+    // Cell at an offset from offsetOf; null outside the grid.
+    const LBM_Cell3<float>* cellAtOffset(const Vector3<float>& q) const {
+        const unsigned int i = truncateToCellIndex(q.x), j = truncateToCellIndex(q.y), k = truncateToCellIndex(q.z);
+        return i < nx && j < ny && k < nz ? cellAt(i * stride + j * nz + k) : nullptr;
+    }
+
+private:
+    static constexpr unsigned int kCorners = 8;
+    // Below this every multiple of 0.5 is exact in single precision.
+    static constexpr float kExactHalves = 1048576.0f;
+
+    // Trilinear blend of the corner velocities at fractions t, x first.
+    static Vector3<float> interpolate(const Vector3<float>* const (&v)[kCorners], const Vector3<float>& t) {
         const float sx = 1.0f - t.x;
         const float sy = 1.0f - t.y;
         const float sz = 1.0f - t.z;
@@ -79,18 +108,30 @@ public:
         return y0 * sz + y1 * t.z;
     }
 
-    // Cell that holds p, as Grid3::locate and Grid3::at find it; null
-    // outside the grid.
-    const LBM_Cell3<float>* cellAt(const Vector3<float>& p) const {
-        const Vector3<float> q = (p - min).mul(invCellSize);
-        const unsigned int i = truncateToCellIndex(q.x), j = truncateToCellIndex(q.y), k = truncateToCellIndex(q.z);
-        return i < nx && j < ny && k < nz ? cellAt(i * stride + j * nz + k) : nullptr;
-    }
+    // The general path on a grid of unit cells with half-integer bounds,
+    // where every product with the cell size is exact and the box width is
+    // exactly 1: base = min + c, the upper corner base + 1, the fractions
+    // p - low (a division by 1 changes nothing). The axis tests are the same
+    // comparisons, evaluated without early exits: when one axis fails, the
+    // last box is taken whatever the others found.
+    Vector3<float> sampleOnLattice(const Vector3<float>& p, const Vector3<float>& c,
+                                   const Vector3<float>& fallback) const {
+        const float bx = min.x + c.x, by = min.y + c.y, bz = min.z + c.z;
+        const bool lowX = std::abs(p.x - bx) <= halfWidth;
+        const bool lowY = std::abs(p.y - by) <= halfWidth;
+        const bool lowZ = std::abs(p.z - bz) <= halfWidth;
+        const bool found = (lowX || std::abs(p.x - (bx + 1.0f)) <= halfWidth) &&
+                           (lowY || std::abs(p.y - (by + 1.0f)) <= halfWidth) &&
+                           (lowZ || std::abs(p.z - (bz + 1.0f)) <= halfWidth);
+        const float dx = found && lowX ? 0.0f : 1.0f;
+        const float dy = found && lowY ? 0.0f : 1.0f;
+        const float dz = found && lowZ ? 0.0f : 1.0f;
+        const Vector3<float> low((bx + dx) - halfWidth, (by + dy) - halfWidth, (bz + dz) - halfWidth);
 
-private:
-    static constexpr unsigned int kCorners = 8;
-    // Below this every multiple of 0.5 is exact in single precision.
-    static constexpr float kExactHalves = 1048576.0f;
+        const Vector3<float>* v[kCorners];
+        cornerVelocitiesOnLattice(c, Vector3<float>(dx, dy, dz), fallback, v);
+        return interpolate(v, p - low);
+    }
 
     // Corner n of the sample box from low, looked up through float
     // coordinates exactly as the fluid does.
