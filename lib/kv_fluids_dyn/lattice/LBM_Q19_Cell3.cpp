@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cmath>
+#include <cstddef>
 #include <utility>
 
 #include "kv_fluids_dyn/lattice/LBM_Q19_Cell3MirrorIndices.h"
@@ -85,6 +86,89 @@ inline void contractEachDirection(const Tensor& a, PerDirection& out) {
     out.fill(0.0f);
     for (unsigned int k = 0; k < kTensorSize; ++k)
         for (unsigned int i = 0; i < kDirectionCount; ++i) out[i] += kQByEntry[k][i] * a[k];
+}
+
+// The sparse forms of the sums above. Most entries of Q_i and of c_i are 0
+// and the others +-1, 2/3 or -1/3; a sum that starts at +0 and adds a term
+// 0 * x with x finite adds +-0, which leaves any sum that started at +0
+// unchanged (such a sum is never -0, and +0 + -0 = +0), and 1 * x and
+// -1 * x are exact. So leaving out the zero terms, in the same order for
+// the others, gives the same bits whenever the other factors are finite.
+// The callers check that and fall back to the dense sums otherwise.
+
+// Adds Q_I[K] a[K] unless Q_I[K] is 0.
+template <unsigned int I, unsigned int K>
+inline void addQTerm(float& sum, const Tensor& a) {
+    if constexpr (kQ[I][K] != 0.0f) sum += kQ[I][K] * a[K];
+}
+
+// Q_I : A, the nonzero products in row-major order.
+template <unsigned int I, std::size_t... K>
+inline float contractSparse(const Tensor& a, std::index_sequence<K...>) {
+    float sum = 0.0f;
+    (addQTerm<I, unsigned(K)>(sum, a), ...);
+    return sum;
+}
+
+template <std::size_t... I>
+inline void contractEachDirectionSparse(const Tensor& a, PerDirection& out, std::index_sequence<I...>) {
+    ((out[I] = contractSparse<unsigned(I)>(a, std::make_index_sequence<kTensorSize>())), ...);
+}
+
+// Entry K of sum_i Q_i f_i, the nonzero products in direction order.
+template <unsigned int K, unsigned int I>
+inline void addStressTerm(float& sum, const float* f) {
+    if constexpr (kQ[I][K] != 0.0f) sum += kQ[I][K] * f[I];
+}
+
+template <unsigned int K, std::size_t... I>
+inline float stressEntrySparse(const float* f, std::index_sequence<I...>) {
+    float sum = 0.0f;
+    (addStressTerm<K, unsigned(I)>(sum, f), ...);
+    return sum;
+}
+
+template <std::size_t... K>
+inline void stressSparse(const float* f, Tensor& pi, std::index_sequence<K...>) {
+    ((pi[K] = stressEntrySparse<unsigned(K)>(f, std::make_index_sequence<kDirectionCount>())), ...);
+}
+
+// Component A of sum_i c_i f_i, the nonzero products in direction order.
+template <unsigned int A, unsigned int I>
+inline void addMomentumTerm(float& sum, const float* f) {
+    if constexpr (q19::kDirection[I][A] != 0) sum += float(q19::kDirection[I][A]) * f[I];
+}
+
+template <unsigned int A, std::size_t... I>
+inline float momentumSparse(const float* f, std::index_sequence<I...>) {
+    float sum = 0.0f;
+    (addMomentumTerm<A, unsigned(I)>(sum, f), ...);
+    return sum;
+}
+
+// (c_x v_x + c_y v_y) + c_z v_z of direction I without the zero products.
+// It only ever enters as 3 cv + 1, where a +0 and a -0 give the same 1, so
+// the sign a dropped zero product might have given a zero result is moot.
+template <unsigned int I>
+inline float projectSparse(const Vector3<float>& v) {
+    constexpr int cx = q19::kDirection[I][0], cy = q19::kDirection[I][1], cz = q19::kDirection[I][2];
+    float sum = 0.0f;
+    bool any = false;
+    if constexpr (cx != 0) {
+        sum = float(cx) * v.x;
+        any = true;
+    }
+    if constexpr (cy != 0) {
+        sum = any ? sum + float(cy) * v.y : float(cy) * v.y;
+        any = true;
+    }
+    if constexpr (cz != 0) sum = any ? sum + float(cz) * v.z : float(cz) * v.z;
+    return sum;
+}
+
+template <std::size_t... I>
+inline void projectEachDirectionSparse(const Vector3<float>& v, PerDirection& out, std::index_sequence<I...>) {
+    ((out[I] = projectSparse<unsigned(I)>(v)), ...);
 }
 
 }  // namespace
@@ -255,38 +339,39 @@ void LBM_Q19_Cell3<T>::collisionBGK(const T& nu) {
 template <class T>
 void LBM_Q19_Cell3<T>::collisionRLB(const T&) {}
 
-template <class T>
-void LBM_Q19_Cell3<T>::collisionRLBSmag(const T& nu) {
-    // Undo the streaming swap: from here on slot i holds direction i.
-    for (const unsigned int s : q19::kStreamIndex) std::swap(pdfs[s], pdfs[kOpposite[s]]);
+namespace {
 
-    T rho = T(0);
-    Vector3<T> j;
+// Regularised collision with Smagorinsky viscosity on the natural layout:
+// every sum in full, in direction and row-major order.
+void relaxRegularisedDense(float* pdfs, const Vector3<float>& force, const float& nu, float& density,
+                           Vector3<float>& velocity) {
+    float rho = float(0);
+    Vector3<float> j;
     for (unsigned int i = 0; i < kDirectionCount; ++i) {
         rho += pdfs[i];
         j.x += kCx[i] * pdfs[i];
         j.y += kCy[i] * pdfs[i];
         j.z += kCz[i] * pdfs[i];
     }
-    const Vector3<T> u = j / rho;
-    this->density = rho;
-    this->velocity = u;
+    const Vector3<float> u = j / rho;
+    density = rho;
+    velocity = u;
 
     Tensor uu;
     for (unsigned int a = 0; a < kDim; ++a)
         for (unsigned int b = 0; b < kDim; ++b) uu[a * kDim + b] = u[a] * u[b];
 
     // The force enters the linear term of the equilibrium only.
-    const Vector3<T> v = u + this->force;
+    const Vector3<float> v = u + force;
 
     // Compressible equilibrium, and the non-equilibrium stress Pi.
     PerDirection qu;
     contractEachDirection(uu, qu);
-    T feq[kDirectionCount];
-    T fneq[kDirectionCount];
+    float feq[kDirectionCount];
+    float fneq[kDirectionCount];
     for (unsigned int i = 0; i < kDirectionCount; ++i) {
-        const T cv = (kCx[i] * v.x + kCy[i] * v.y) + kCz[i] * v.z;
-        const T bracket = (cv * kFeqLinear + T(1)) + kRegularisedQuadratic * qu[i];
+        const float cv = (kCx[i] * v.x + kCy[i] * v.y) + kCz[i] * v.z;
+        const float bracket = (cv * kFeqLinear + float(1)) + kRegularisedQuadratic * qu[i];
         feq[i] = kWeight[i] * rho * bracket;
         fneq[i] = pdfs[i] - feq[i];
     }
@@ -295,23 +380,94 @@ void LBM_Q19_Cell3<T>::collisionRLBSmag(const T& nu) {
         for (unsigned int k = 0; k < kTensorSize; ++k) pi[k] += kQ[i][k] * fneq[i];
 
     // Effective relaxation from the stress norm (Pi is not scaled by rho).
-    T s2 = T(0);
+    float s2 = float(0);
     for (unsigned int a = 0; a < kDim; ++a)
         for (unsigned int b = 0; b < kDim; ++b) s2 += pi[a * kDim + b] * pi[b * kDim + a];
-    const T normPi = std::sqrt(s2);
-    const T strain = (std::sqrt(normPi * kSmagorinskyStressScale + nu * nu) - nu) * kSmagorinskyStrainScale;
-    const T nuEff = strain * kSmagorinskyCs2 + nu;
-    const T tau = nuEff * kViscosityToTau + kTauOffset;
-    const T omega = T(1) / tau;
+    const float normPi = std::sqrt(s2);
+    const float strain = (std::sqrt(normPi * kSmagorinskyStressScale + nu * nu) - nu) * kSmagorinskyStrainScale;
+    const float nuEff = strain * kSmagorinskyCs2 + nu;
+    const float tau = nuEff * kViscosityToTau + kTauOffset;
+    const float omega = float(1) / tau;
 
     // Equilibrium plus the relaxed, regularised non-equilibrium part.
     PerDirection qpi;
     contractEachDirection(pi, qpi);
-    const T keep = T(1) - omega;
+    const float keep = float(1) - omega;
     for (unsigned int i = 0; i < kDirectionCount; ++i) {
-        const T f1 = kWeight[i] * kFeqQuadratic * qpi[i];
+        const float f1 = kWeight[i] * kFeqQuadratic * qpi[i];
         pdfs[i] = keep * f1 + feq[i];
     }
+}
+
+// The same collision with the zero products of the sums left out, which
+// gives the same bits as long as the distributions, the velocities and the
+// stress are finite. All 19 non-equilibrium parts being finite implies the
+// distributions, u u^T and the forced velocity are (a non-finite one would
+// reach an axis direction's equilibrium), and a finite s2, a sum of squares
+// since Pi is symmetric, implies Pi is. Returns false, with the
+// distributions untouched, when that check fails.
+bool relaxRegularisedSparse(float* pdfs, const Vector3<float>& force, const float& nu, float& density,
+                            Vector3<float>& velocity) {
+    constexpr auto directions = std::make_index_sequence<kDirectionCount>();
+    constexpr auto entries = std::make_index_sequence<kTensorSize>();
+    float rho = 0.0f;
+    for (unsigned int i = 0; i < kDirectionCount; ++i) rho += pdfs[i];
+    const Vector3<float> j(momentumSparse<0>(pdfs, directions), momentumSparse<1>(pdfs, directions),
+                           momentumSparse<2>(pdfs, directions));
+    const Vector3<float> u = j / rho;
+    density = rho;
+    velocity = u;
+
+    Tensor uu;
+    for (unsigned int a = 0; a < kDim; ++a)
+        for (unsigned int b = 0; b < kDim; ++b) uu[a * kDim + b] = u[a] * u[b];
+    const Vector3<float> v = u + force;
+
+    PerDirection qu;
+    contractEachDirectionSparse(uu, qu, directions);
+    PerDirection cv;
+    projectEachDirectionSparse(v, cv, directions);
+    float feq[kDirectionCount];
+    float fneq[kDirectionCount];
+    float finite = 0.0f;
+    for (unsigned int i = 0; i < kDirectionCount; ++i) {
+        const float bracket = (cv[i] * kFeqLinear + 1.0f) + kRegularisedQuadratic * qu[i];
+        feq[i] = kWeight[i] * rho * bracket;
+        fneq[i] = pdfs[i] - feq[i];
+        // x - x is 0 for a finite x and NaN otherwise.
+        finite += fneq[i] - fneq[i];
+    }
+    Tensor pi;
+    stressSparse(fneq, pi, entries);
+
+    float s2 = 0.0f;
+    for (unsigned int a = 0; a < kDim; ++a)
+        for (unsigned int b = 0; b < kDim; ++b) s2 += pi[a * kDim + b] * pi[b * kDim + a];
+    if (!(finite == 0.0f && s2 - s2 == 0.0f)) return false;
+    const float normPi = std::sqrt(s2);
+    const float strain = (std::sqrt(normPi * kSmagorinskyStressScale + nu * nu) - nu) * kSmagorinskyStrainScale;
+    const float nuEff = strain * kSmagorinskyCs2 + nu;
+    const float tau = nuEff * kViscosityToTau + kTauOffset;
+    const float omega = 1.0f / tau;
+
+    PerDirection qpi;
+    contractEachDirectionSparse(pi, qpi, directions);
+    const float keep = 1.0f - omega;
+    for (unsigned int i = 0; i < kDirectionCount; ++i) {
+        const float f1 = kWeight[i] * kFeqQuadratic * qpi[i];
+        pdfs[i] = keep * f1 + feq[i];
+    }
+    return true;
+}
+
+}  // namespace
+
+template <class T>
+void LBM_Q19_Cell3<T>::collisionRLBSmag(const T& nu) {
+    // Undo the streaming swap: from here on slot i holds direction i.
+    for (const unsigned int s : q19::kStreamIndex) std::swap(pdfs[s], pdfs[kOpposite[s]]);
+    if (!relaxRegularisedSparse(pdfs, this->force, nu, this->density, this->velocity))
+        relaxRegularisedDense(pdfs, this->force, nu, this->density, this->velocity);
 }
 
 template <class T>
