@@ -473,11 +473,16 @@ void LBM_Q19_Cell3<T>::collisionRLBSmag(const T& nu) {
 template <class T>
 Vector3<T> LBM_Q19_Cell3<T>::velocityOf(const T* values) {
     T rho = T(0);
-    Vector3<T> j;
-    for (unsigned int i = 0; i < kDirectionCount; ++i) {
-        rho += values[i];
-        j += kVelocity[i] * values[i];
+    for (unsigned int i = 0; i < kDirectionCount; ++i) rho += values[i];
+    // A finite sum means finite values: the sparse moment is then exact.
+    if (rho - rho == T(0)) {
+        constexpr auto directions = std::make_index_sequence<kDirectionCount>();
+        const Vector3<T> j(momentumSparse<0>(values, directions), momentumSparse<1>(values, directions),
+                           momentumSparse<2>(values, directions));
+        return j / rho;
     }
+    Vector3<T> j;
+    for (unsigned int i = 0; i < kDirectionCount; ++i) j += kVelocity[i] * values[i];
     return j / rho;
 }
 

@@ -2,6 +2,8 @@
 // the liquid-cell list.
 
 #include <cmath>
+#include <cstddef>
+#include <utility>
 
 #include "kv_fluids_dyn/lattice/LBM_Q19_Constants.h"
 #include "kv_fluids_dyn/solver/GridNeighbourhood.h"
@@ -11,9 +13,47 @@
 
 namespace kelvar::fluid {
 
-bool limitCellSpeed(LBM_Q19_MAC_Cell3F& cell, const float& maxSpeed, const float& maxSpeed2) {
+namespace {
+
+// Component A of sum_i c_i f_i without the products with a zero component.
+// Those add +-0 to a sum that started at +0 when f_i is finite, which
+// changes nothing, and the products with +-1 are exact: the same bits.
+template <unsigned int A, unsigned int I>
+inline void addMomentumTerm(float& sum, const float* f) {
+    if constexpr (q19::kDirection[I][A] != 0) sum += float(q19::kDirection[I][A]) * f[I];
+}
+
+template <unsigned int A, std::size_t... I>
+inline float momentumSparse(const float* f, std::index_sequence<I...>) {
+    float sum = 0.0f;
+    (addMomentumTerm<A, unsigned(I)>(sum, f), ...);
+    return sum;
+}
+
+// First moment of the cell's slots as they stand.
+Vector3<float> firstMoment(const LBM_Q19_MAC_Cell3F& cell) {
+    // The slots are one array, and getPdfAt hands out references into it;
+    // read it directly when both ends say so, instead of 19 virtual calls.
+    const float* const f = &cell.getPdfAt(0);
+    if (&cell.getPdfAt(q19::kDirectionCount - 1) == f + (q19::kDirectionCount - 1)) {
+        // The sum of the slots is finite only when every slot is.
+        float sum = 0.0f;
+        for (unsigned int i = 0; i < q19::kDirectionCount; ++i) sum += f[i];
+        if (sum - sum == 0.0f) {
+            constexpr auto directions = std::make_index_sequence<q19::kDirectionCount>();
+            return {momentumSparse<0>(f, directions), momentumSparse<1>(f, directions),
+                    momentumSparse<2>(f, directions)};
+        }
+    }
     Vector3<float> j;
     for (unsigned int i = 0; i < q19::kDirectionCount; ++i) j += q19::kVelocity[i] * cell.getPdfAt(i);
+    return j;
+}
+
+}  // namespace
+
+bool limitCellSpeed(LBM_Q19_MAC_Cell3F& cell, const float& maxSpeed, const float& maxSpeed2) {
+    const Vector3<float> j = firstMoment(cell);
     const float jj = j.dot(j);
     if (!(jj > maxSpeed2)) return false;
 
