@@ -79,14 +79,14 @@ void LBM_Q19_MAC_Cell3F::streamPassFluid(const Neighbours& neighbours) {
         if (n == nullptr || n->isSink()) reconstructBits.set(kOpposite[i]);
     }
 
-    // Each link is swapped once, from the cell on its negative side.
+    // Each link is swapped once, from the cell on its negative side. Liquid
+    // neighbours are cells of this class: their slots are read directly.
     for (const unsigned int s : q19::kStreamIndex) {
         LBM_Cell3<float>* n = neighbours[s];
         if (n == nullptr || !n->isFluid()) continue;
-        LBM_FluidCell3<float>* liquid = asLiquid(n);
-        const unsigned int o = kOpposite[s];
-        const float incoming = liquid->getPdfAt(o);
-        liquid->setPdfAt(o, pdfs[s]);
+        float& theirs = static_cast<LBM_Q19_MAC_Cell3F*>(n)->pdfs[kOpposite[s]];
+        const float incoming = theirs;
+        theirs = pdfs[s];
         pdfs[s] = incoming;
     }
 }

@@ -128,6 +128,9 @@ private:
     ArrayOfPtr<LBM_Q19_MAC_Cell3F, KV_NO> surfaceCells;
     ArrayOfPtr<LBM_Q19_MAC_Cell3F, KV_NO> deepCells;
     ArrayOfPtr<LBM_Q19_MAC_Cell3F, KV_NO> eligibleCells;
+    // Liquid cells with a solid neighbour, the only ones the wall pass of
+    // the streaming changes (merged from scratch).
+    ArrayOfPtr<LBM_Q19_MAC_Cell3F, KV_NO> wallCells;
     Array<unsigned int> mergedIndices;
     Array<unsigned int> mergedIds;
     SolverRand random;

@@ -1,6 +1,7 @@
 // Streaming and collision of the free-surface solver: threaded passes over
 // the liquid-cell list.
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <utility>
@@ -68,19 +69,30 @@ void MAC_LBM_Solver3::stream(const unsigned int& threadCount, MAC_LBM_Fluid3& fl
     const GridNeighbourhood grid(fluid.getGrid());
 
     // Swap pass: each link is swapped by exactly one cell, so the pass is
-    // free of conflicts between cells.
+    // free of conflicts between cells. It also lists the cells next to a
+    // solid: the wall pass changes no other cell.
+    const uint32_t workers = std::max(threadCount, 1u);
+    for (uint32_t t = 0; t < workers; ++t) perThread[t].otherCells.clear();
     runParallel(
         fluid.refArrLiquidCells(),
         [&](const unsigned int& t, LBM_Q19_MAC_Cell3F* cell) {
-            auto& neighbours = perThread[t].neighbours;
-            grid.gather(cell->getGridMonoindex(), neighbours.data());
-            cell->streamPassFluid(neighbours);
+            SolverThreadScratch& mine = perThread[t];
+            LBM_Cell3<float>* const* const neighbours = mine.neighbours.data();
+            grid.gather(cell->getGridMonoindex(), mine.neighbours.data());
+            cell->streamPassFluid(mine.neighbours);
+            bool wall = false;
+            for (unsigned int i = 1; i < q19::kDirectionCount; ++i)
+                wall = wall || (neighbours[i] != nullptr && neighbours[i]->isSolid());
+            if (wall) mine.otherCells.push_back(cell);
         },
         threadCount);
+    wallCells.clear();
+    for (uint32_t t = 0; t < workers; ++t)
+        for (LBM_Q19_MAC_Cell3F* cell : perThread[t].otherCells) wallCells.push_back(cell);
 
     // Wall pass: reads slots that the swap pass of neighbours wrote.
     runParallel(
-        fluid.refArrLiquidCells(),
+        wallCells,
         [&](const unsigned int& t, LBM_Q19_MAC_Cell3F* cell) {
             auto& neighbours = perThread[t].neighbours;
             grid.gather(cell->getGridMonoindex(), neighbours.data());
