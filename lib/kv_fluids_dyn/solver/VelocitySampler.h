@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 #include "kv_fluids_dyn/domain/Grid3.h"
 #include "kv_fluids_dyn/lattice/LBM_Cell3.h"
@@ -48,10 +51,19 @@ public:
     // times the inverse cell size, and the velocity of p's cell when that is
     // a liquid cell (zero otherwise), for a caller that has both at hand.
     Vector3<float> sample(const Vector3<float>& p, const Vector3<float>& offset, const Vector3<float>& fallback) const {
-        const Vector3<float> c(std::trunc(offset.x), std::trunc(offset.y), std::trunc(offset.z));
-        if (unitLattice && std::abs(c.x) < kExactHalves && std::abs(c.y) < kExactHalves && std::abs(c.z) < kExactHalves)
-            return sampleOnLattice(p, c, fallback);
+        // |trunc(x)| < 2^20 exactly when |x| < 2^20, and there the integer
+        // conversion truncates as trunc does, up to the sign of a zero,
+        // which the lattice path never looks at: it only enters base = min
+        // + c, whose zero sign goes in |p - base| and in (base + delta)
+        // with delta >= +0, and cancels in both.
+        if (unitLattice && std::abs(offset.x) < kExactHalves && std::abs(offset.y) < kExactHalves &&
+            std::abs(offset.z) < kExactHalves)
+            return sampleOnLattice(p,
+                                   Vector3<float>(float(int32_t(offset.x)), float(int32_t(offset.y)),
+                                                  float(int32_t(offset.z))),
+                                   fallback);
 
+        const Vector3<float> c(std::trunc(offset.x), std::trunc(offset.y), std::trunc(offset.z));
         const Vector3<float> base = min + c.mul(cellSize);
 
         // First of the eight boxes centred on the corners of p's cell that
@@ -130,8 +142,38 @@ private:
 
         const Vector3<float>* v[kCorners];
         cornerVelocitiesOnLattice(c, Vector3<float>(dx, dy, dz), fallback, v);
+#if defined(__SSE2__)
+        return interpolatePacked(v, p - low);
+#else
         return interpolate(v, p - low);
+#endif
     }
+
+#if defined(__SSE2__)
+    // interpolate with the three components side by side: each lane runs
+    // the same single-precision products and sums, so the bits agree.
+    static __m128 load(const Vector3<float>& v) {
+        const __m128 xy = _mm_loadl_pi(_mm_setzero_ps(), reinterpret_cast<const __m64*>(&v.x));
+        return _mm_movelh_ps(xy, _mm_load_ss(&v.z));
+    }
+
+    static __m128 blend(const __m128& a, const __m128& s, const __m128& b, const __m128& t) {
+        return _mm_add_ps(_mm_mul_ps(a, s), _mm_mul_ps(b, t));
+    }
+
+    static Vector3<float> interpolatePacked(const Vector3<float>* const (&v)[kCorners], const Vector3<float>& t) {
+        const __m128 tx = _mm_set1_ps(t.x), ty = _mm_set1_ps(t.y), tz = _mm_set1_ps(t.z);
+        const __m128 sx = _mm_set1_ps(1.0f - t.x), sy = _mm_set1_ps(1.0f - t.y), sz = _mm_set1_ps(1.0f - t.z);
+        const __m128 x00 = blend(load(*v[0]), sx, load(*v[1]), tx);
+        const __m128 x10 = blend(load(*v[2]), sx, load(*v[3]), tx);
+        const __m128 x01 = blend(load(*v[4]), sx, load(*v[5]), tx);
+        const __m128 x11 = blend(load(*v[6]), sx, load(*v[7]), tx);
+        const __m128 r = blend(blend(x00, sy, x10, ty), sz, blend(x01, sy, x11, ty), tz);
+        alignas(16) float out[4];
+        _mm_store_ps(out, r);
+        return Vector3<float>(out[0], out[1], out[2]);
+    }
+#endif
 
     // Corner n of the sample box from low, looked up through float
     // coordinates exactly as the fluid does.
