@@ -31,6 +31,9 @@ public:
           nz(grid.getNz()),
           stride(grid.getStride()),
           last(grid.getCells().size() - 1),
+          // Indices of positions inside the counts then never reach the clamp.
+          exactIndex(stride == ny * nz && uint64_t(nx) * stride == grid.getCells().size() &&
+                     grid.getCells().size() <= 0x80000000ull),
           min(grid.getBox().min),
           cellSize(grid.getCellSize()),
           invCellSize(grid.getInvCellSize()),
@@ -98,7 +101,9 @@ public:
     // Cell at an offset from offsetOf; null outside the grid.
     const LBM_Cell3<float>* cellAtOffset(const Vector3<float>& q) const {
         const unsigned int i = truncateToCellIndex(q.x), j = truncateToCellIndex(q.y), k = truncateToCellIndex(q.z);
-        return i < nx && j < ny && k < nz ? cellAt(i * stride + j * nz + k) : nullptr;
+        if (!(i < nx && j < ny && k < nz)) return nullptr;
+        const uint32_t index = i * stride + j * nz + k;
+        return exactIndex ? cells[index] : cellAt(index);
     }
 
 private:
@@ -198,11 +203,16 @@ private:
         if (first[0] >= 1 && first[0] < int64_t(nx) && first[1] >= 1 && first[1] < int64_t(ny) && first[2] >= 1 &&
             first[2] < int64_t(nz)) {
             const uint32_t low = uint32_t(first[0] - 1) * stride + uint32_t(first[1] - 1) * nz + uint32_t(first[2] - 1);
-            const uint32_t step[kCorners] = {0, stride, nz, stride + nz, 1, stride + 1, nz + 1, stride + nz + 1};
-            for (unsigned int n = 0; n < kCorners; ++n) {
-                const LBM_Cell3<float>* cell = cells[low + step[n]];
-                v[n] = cell != nullptr && cell->isFluid() ? &cell->getVelocity() : &fallback;
-            }
+            const LBM_Cell3<float>* const* const near = cells + low;
+            const LBM_Cell3<float>* const* const far = near + 1;
+            v[0] = liquidVelocity(near[0], fallback);
+            v[1] = liquidVelocity(near[stride], fallback);
+            v[2] = liquidVelocity(near[nz], fallback);
+            v[3] = liquidVelocity(near[stride + nz], fallback);
+            v[4] = liquidVelocity(far[0], fallback);
+            v[5] = liquidVelocity(far[stride], fallback);
+            v[6] = liquidVelocity(far[nz], fallback);
+            v[7] = liquidVelocity(far[stride + nz], fallback);
             return;
         }
 
@@ -227,6 +237,10 @@ private:
                     v[n] = cell != nullptr && cell->isFluid() ? &cell->getVelocity() : &fallback;
                 }
             }
+    }
+
+    static const Vector3<float>* liquidVelocity(const LBM_Cell3<float>* cell, const Vector3<float>& fallback) {
+        return cell != nullptr && cell->isFluid() ? &cell->getVelocity() : &fallback;
     }
 
     static bool isHalfInteger(float x) { return std::abs(x) < kExactHalves && std::trunc(x * 2.0f) == x * 2.0f; }
@@ -254,6 +268,7 @@ private:
     uint32_t nz;
     uint32_t stride;
     uint32_t last;
+    bool exactIndex;
     Vector3<float> min;
     Vector3<float> cellSize;
     Vector3<float> invCellSize;
