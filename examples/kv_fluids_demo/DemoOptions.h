@@ -13,7 +13,7 @@ enum class SceneKind { DamBreak, Pour };
 
 // What the command line asks for. Defaults are the embedded dam break.
 struct DemoOptions {
-    unsigned int resolution = 96 * 48 * 48;
+    unsigned int resolution = 88 * 44 * 44;
     unsigned int frames = 60;
     unsigned int threads = 0;  // 0: one per hardware thread
     std::string output = "kv_fluids_demo-output";
