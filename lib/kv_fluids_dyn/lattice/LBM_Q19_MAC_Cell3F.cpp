@@ -177,9 +177,15 @@ void LBM_Q19_MAC_Cell3F::reconstructPdfs(const Neighbours&) {
 void LBM_Q19_MAC_Cell3F::addDensity(const float& amount, const unsigned int& count) {
     const float rhoOld = density;
     const float rhoNew = amount / static_cast<float>(count) + rhoOld;
+    // calcFeq(i, rho, velocity) term by term, with u.u and c_i.u taken once
+    // for both densities.
+    const float uu = velocity.dot(velocity);
     density = 0.0f;
     for (unsigned int i = 0; i < kDirectionCount; ++i) {
-        pdfs[i] = pdfs[i] * (calcFeq(i, rhoNew, velocity) / calcFeq(i, rhoOld, velocity));
+        const float cu = kVelocity[i].dot(velocity);
+        const float feqNew = kWeight[i] * (((rhoNew - 1.5f * uu) + 3.0f * cu) + 4.5f * cu * cu);
+        const float feqOld = kWeight[i] * (((rhoOld - 1.5f * uu) + 3.0f * cu) + 4.5f * cu * cu);
+        pdfs[i] = pdfs[i] * (feqNew / feqOld);
         density += pdfs[i];
     }
 }
