@@ -28,6 +28,7 @@
 #include "kv_fluids_dyn/solver/GridNeighbourhood.h"
 #include "kv_fluids_dyn/solver/MAC_LBM_Solver3.h"
 #include "kv_fluids_dyn/solver/RunParallel.h"
+#include "kv_fluids_dyn/solver/VelocitySampler.h"
 
 namespace kelvar::fluid {
 
@@ -108,17 +109,15 @@ void MAC_LBM_Solver3::binParticles(const unsigned int& threadCount, MAC_LBM_Flui
 
     MAC_ParticleSystem3& particles = fluid.ref_MAC_ParticleSystem();
     if (particles.getParticlesCount() == 0) return;
-    const auto& grid = fluid.getGrid();
-    LBM_Cell3<float>* const* const cells = grid.getCells().data();
+    const VelocitySampler lookup(fluid.getGrid());
+    LBM_Cell3<float>* const* const cells = fluid.getGrid().getCells().data();
     runParallel(
         particles.getParticlesArray(),
         [&](const unsigned int& t, MAC_Particle3* particle) {
             // The cell as Grid3::locate finds it; a particle outside the grid
             // neither creates a cell nor goes away.
-            const Vector3<float> q = (particle->position - grid.getBox().min).mul(grid.getInvCellSize());
-            const unsigned int i = truncateToCellIndex(q.x), j = truncateToCellIndex(q.y), k = truncateToCellIndex(q.z);
-            if (!grid.contains(i, j, k)) return;
-            const unsigned int index = grid.index(i, j, k);
+            uint32_t index;
+            if (!lookup.indexAtOffset(lookup.offsetOf(particle->position), index)) return;
             LBM_Cell3<float>* cell = cells[index];
             if (cell == nullptr)
                 perThread[t].gridIndices.push_back(index);

@@ -34,6 +34,10 @@ public:
           // Indices of positions inside the counts then never reach the clamp.
           exactIndex(stride == ny * nz && uint64_t(nx) * stride == grid.getCells().size() &&
                      grid.getCells().size() <= 0x80000000ull),
+          exactCounts(nx <= kExactCount && ny <= kExactCount && nz <= kExactCount),
+          countX(float(nx)),
+          countY(float(ny)),
+          countZ(float(nz)),
           min(grid.getBox().min),
           cellSize(grid.getCellSize()),
           invCellSize(grid.getInvCellSize()),
@@ -100,14 +104,33 @@ public:
 
     // Cell at an offset from offsetOf; null outside the grid.
     const LBM_Cell3<float>* cellAtOffset(const Vector3<float>& q) const {
-        const unsigned int i = truncateToCellIndex(q.x), j = truncateToCellIndex(q.y), k = truncateToCellIndex(q.z);
-        if (!(i < nx && j < ny && k < nz)) return nullptr;
-        const uint32_t index = i * stride + j * nz + k;
+        uint32_t index;
+        if (!indexAtOffset(q, index)) return nullptr;
         return exactIndex ? cells[index] : cellAt(index);
+    }
+
+    // Linear index of the cell at an offset from offsetOf, as Grid3::index
+    // of the truncated coordinates; false outside the grid.
+    bool indexAtOffset(const Vector3<float>& q, uint32_t& index) const {
+        if (exactCounts) {
+            // truncateToCellIndex(x) < n exactly when -1 < x < n, n being
+            // an integer; below 2^24 the count is exact as a float and the
+            // conversion through int32 truncates as the unsigned one does.
+            if (!(q.x > -1.0f && q.x < countX && q.y > -1.0f && q.y < countY && q.z > -1.0f && q.z < countZ))
+                return false;
+            index = uint32_t(int32_t(q.x)) * stride + uint32_t(int32_t(q.y)) * nz + uint32_t(int32_t(q.z));
+            return true;
+        }
+        const unsigned int i = truncateToCellIndex(q.x), j = truncateToCellIndex(q.y), k = truncateToCellIndex(q.z);
+        if (!(i < nx && j < ny && k < nz)) return false;
+        index = i * stride + j * nz + k;
+        return true;
     }
 
 private:
     static constexpr unsigned int kCorners = 8;
+    // Counts up to this are exact in single precision.
+    static constexpr uint32_t kExactCount = 16777216u;
     // Below this every multiple of 0.5 is exact in single precision.
     static constexpr float kExactHalves = 1048576.0f;
 
@@ -269,6 +292,10 @@ private:
     uint32_t stride;
     uint32_t last;
     bool exactIndex;
+    bool exactCounts;
+    float countX;
+    float countY;
+    float countZ;
     Vector3<float> min;
     Vector3<float> cellSize;
     Vector3<float> invCellSize;
