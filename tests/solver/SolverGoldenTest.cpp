@@ -81,5 +81,30 @@ TEST(SolverGolden, DamBreakStateMatchesTheRecordedHash) {
     EXPECT_EQ(runGoldenDamBreak(1), dual);
 }
 
+// A site that regains its cell from its particles in the middle of a
+// sub-step, fills at once (its neighbours are liquid or wall) and, being
+// next to a wall, carries the wall mark like every other full cell there.
+TEST(SolverGolden, CellCreatedAndFilledNextToAWallIsMarked) {
+    SceneFluid fluid;
+    makeWalledBox(fluid, 12 * 12 * 12);
+    MAC_LBM_Solver3 solver;
+    solver.attach(fluid);
+    solver.initialize(2);
+    fillBlock(fluid, {1, 1, 1}, {7, 7, 7}, Vector3<float>());
+    auto& grid = fluid.refGrid();
+    LBM_Cell3<float>* hole = grid.at(1, 3, 3);
+    grid.at(1, 3, 3) = nullptr;
+    fluid.releaseCell(static_cast<LBM_Q19_MAC_Cell3F*>(hole));
+
+    runSubSteps(solver, fluid, 1);
+    const auto* created = static_cast<const LBM_Q19_MAC_Cell3F*>(grid.at(1, 3, 3));
+    ASSERT_NE(created, nullptr);
+    EXPECT_EQ(created->getType(), LBM_CELL_FLUID);
+    EXPECT_TRUE(created->getFlags().test(MAC_FLAG_NEW_INTERFACE));
+    EXPECT_TRUE(created->getFlags().test(MAC_FLAG_NEIGHBOUR_MARK));
+    EXPECT_TRUE(static_cast<const LBM_Q19_MAC_Cell3F*>(grid.at(1, 4, 3))->getFlags().test(MAC_FLAG_NEIGHBOUR_MARK));
+    EXPECT_FALSE(static_cast<const LBM_Q19_MAC_Cell3F*>(grid.at(3, 3, 3))->getFlags().test(MAC_FLAG_NEIGHBOUR_MARK));
+}
+
 }  // namespace
 }  // namespace kelvar::fluid::test

@@ -193,7 +193,9 @@ void MAC_LBM_Solver3::subStep(MAC_LBM_Fluid3& fluid) {
     }
     {
         PassClock clock(passTimes, P::Label);
+        wallCellsCurrent = true;
         label(threads, context, fluid);
+        wallCellsCurrent = false;
     }
     float rhoAfter;
     {

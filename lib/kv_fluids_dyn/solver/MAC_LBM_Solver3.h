@@ -131,6 +131,9 @@ private:
     // Liquid cells with a solid neighbour, the only ones the wall pass of
     // the streaming changes (merged from scratch).
     ArrayOfPtr<LBM_Q19_MAC_Cell3F, KV_NO> wallCells;
+    // Set by subStep while its relabelling runs: wallCells is then the
+    // current step's and no solid has changed since it was built.
+    bool wallCellsCurrent = false;
     Array<unsigned int> mergedIndices;
     Array<unsigned int> mergedIds;
     SolverRand random;

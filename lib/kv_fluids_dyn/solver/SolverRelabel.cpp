@@ -277,6 +277,34 @@ void MAC_LBM_Solver3::markFluidNeighbours(const unsigned int& threadCount, MAC_L
                 if (isFull(neighbours[i])) setFlagShared(neighbours[i], MAC_FLAG_NEAR_INTERFACE);
         },
         threadCount);
+    if (wallCellsCurrent) {
+        // The same flags from the liquid side: a full cell has a solid among
+        // its neighbours exactly when it is among that solid's neighbours.
+        // A full cell now is either a cell of the step's liquid list, which
+        // is in wallCells when it has a solid neighbour (solids have not
+        // changed since streaming), or a cell created from particles in
+        // this relabelling.
+        runParallel(
+            wallCells,
+            [&](const unsigned int&, LBM_Q19_MAC_Cell3F* cell) {
+                if (isFull(cell)) setFlagShared(cell, MAC_FLAG_NEIGHBOUR_MARK);
+            },
+            threadCount);
+        runParallel(
+            newCells,
+            [&](const unsigned int& t, LBM_Q19_MAC_Cell3F* cell) {
+                if (!isFull(cell)) return;
+                auto& neighbours = perThread[t].neighbours;
+                grid.gather(cell->getGridMonoindex(), neighbours.data());
+                for (unsigned int i = 1; i < q19::kDirectionCount; ++i)
+                    if (neighbours[i] != nullptr && neighbours[i]->isSolid()) {
+                        setFlagShared(cell, MAC_FLAG_NEIGHBOUR_MARK);
+                        return;
+                    }
+            },
+            threadCount);
+        return;
+    }
     runParallel(
         fluid.refArrSolidCells(),
         [&](const unsigned int& t, LBM_SolidCell3<float>* solid) {
