@@ -59,6 +59,27 @@ float densitySum(const ArrayOfPtr<LBM_Q19_MAC_Cell3F, KV_NO>& cells) {
     return sum;
 }
 
+// computeRhoAndMass's density sum after the relabelling without a walk over
+// the grid: the liquid cells then are the step's liquid list (grid order)
+// less the emptied ones, which have lost their type, plus the cells the
+// relabelling created (grid order too); merged by grid index, the same
+// cells are summed in the same order.
+float liquidDensitySumAfterLabel(const ArrayOfPtr<LBM_Q19_MAC_Cell3F, KV_NO>& listed,
+                                 const ArrayOfPtr<LBM_Q19_MAC_Cell3F, KV_NO>& created) {
+    float sum = 0.0f;
+    uint32_t c = 0;
+    const uint32_t createdCount = created.size();
+    for (const LBM_Q19_MAC_Cell3F* cell : listed) {
+        if (!cell->isFluid()) continue;
+        for (; c < createdCount && created[c]->getGridMonoindex() < cell->getGridMonoindex(); ++c)
+            if (created[c]->isFluid()) sum += created[c]->getDensity();
+        sum += cell->getDensity();
+    }
+    for (; c < createdCount; ++c)
+        if (created[c]->isFluid()) sum += created[c]->getDensity();
+    return sum;
+}
+
 void touchLatticeTables() {
     LBM_Q19_Cell3MirrorIndices::instance();
     LBM_Q19_Cell3OppositeIndices::instance();
@@ -200,7 +221,7 @@ void MAC_LBM_Solver3::subStep(MAC_LBM_Fluid3& fluid) {
     float rhoAfter;
     {
         PassClock clock(passTimes, P::DensityAfter);
-        rhoAfter = computeRhoAndMass(fluid).first;
+        rhoAfter = liquidDensitySumAfterLabel(fluid.getArrLiquidCells(), newCells);
     }
     {
         PassClock clock(passTimes, P::Distribute);
