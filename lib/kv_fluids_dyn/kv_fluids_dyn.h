@@ -75,4 +75,5 @@
 #include "kv_fluids_dyn/particles/MAC_ParticleSystem3.h"
 #include "kv_fluids_dyn/particles/MAC_ParticleSystemFilter.h"
 
+#include "kv_fluids_dyn/io/FreeSurfaceExtractor.h"
 #include "kv_fluids_dyn/io/StreamVersion.h"
