@@ -11,6 +11,7 @@
 #include "kv_fluids_dyn/lattice/LBM_Q19_Cell3StreamFreeSlipTable.h"
 #include "kv_fluids_dyn/lattice/LBM_Q19_Cell3StreamIndices.h"
 #include "kv_fluids_dyn/lattice/LBM_Q19_Cell3Weights.h"
+#include "kv_fluids_dyn/lattice/LBM_Q19_SparseMoment.h"
 
 namespace kelvar::fluid {
 
@@ -131,19 +132,6 @@ inline float stressEntrySparse(const float* f, std::index_sequence<I...>) {
 template <std::size_t... K>
 inline void stressSparse(const float* f, Tensor& pi, std::index_sequence<K...>) {
     ((pi[K] = stressEntrySparse<unsigned(K)>(f, std::make_index_sequence<kDirectionCount>())), ...);
-}
-
-// Component A of sum_i c_i f_i, the nonzero products in direction order.
-template <unsigned int A, unsigned int I>
-inline void addMomentumTerm(float& sum, const float* f) {
-    if constexpr (q19::kDirection[I][A] != 0) sum += float(q19::kDirection[I][A]) * f[I];
-}
-
-template <unsigned int A, std::size_t... I>
-inline float momentumSparse(const float* f, std::index_sequence<I...>) {
-    float sum = 0.0f;
-    (addMomentumTerm<A, unsigned(I)>(sum, f), ...);
-    return sum;
 }
 
 // (c_x v_x + c_y v_y) + c_z v_z of direction I without the zero products.
@@ -412,8 +400,7 @@ bool relaxRegularisedSparse(float* pdfs, const Vector3<float>& force, const floa
     constexpr auto entries = std::make_index_sequence<kTensorSize>();
     float rho = 0.0f;
     for (unsigned int i = 0; i < kDirectionCount; ++i) rho += pdfs[i];
-    const Vector3<float> j(momentumSparse<0>(pdfs, directions), momentumSparse<1>(pdfs, directions),
-                           momentumSparse<2>(pdfs, directions));
+    const Vector3<float> j = q19::sparseFirstMoment(pdfs);
     const Vector3<float> u = j / rho;
     density = rho;
     velocity = u;
@@ -476,10 +463,7 @@ Vector3<T> LBM_Q19_Cell3<T>::velocityOf(const T* values) {
     for (unsigned int i = 0; i < kDirectionCount; ++i) rho += values[i];
     // A finite sum means finite values: the sparse moment is then exact.
     if (rho - rho == T(0)) {
-        constexpr auto directions = std::make_index_sequence<kDirectionCount>();
-        const Vector3<T> j(momentumSparse<0>(values, directions), momentumSparse<1>(values, directions),
-                           momentumSparse<2>(values, directions));
-        return j / rho;
+        return q19::sparseFirstMoment(values) / rho;
     }
     Vector3<T> j;
     for (unsigned int i = 0; i < kDirectionCount; ++i) j += kVelocity[i] * values[i];

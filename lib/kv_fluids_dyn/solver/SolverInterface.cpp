@@ -16,6 +16,22 @@ namespace {
 // Below this density sum there is no liquid to give density back to.
 constexpr double kMinDensitySum = 9.9999998e-15;
 
+// Runs op(cell, neighbours) over the interface list, each worker gathering
+// the 19 neighbours of its cell into its own reused list.
+template <class Op>
+void forEachInterfaceCell(SolverThreadScratch* perThread, const unsigned int& threadCount, MAC_LBM_Fluid3& fluid,
+                          const Op& op) {
+    const GridNeighbourhood grid(fluid.getGrid());
+    runParallel(
+        fluid.refArrInterfaceCells(),
+        [&](const unsigned int& t, LBM_Q19_MAC_Cell3F* cell) {
+            auto& neighbours = perThread[t].neighbours;
+            grid.gather(cell->getGridMonoindex(), neighbours.data());
+            op(*cell, neighbours);
+        },
+        threadCount);
+}
+
 }  // namespace
 
 void MAC_LBM_Solver3::updateEpsilon(const unsigned int& threadCount, MAC_LBM_Fluid3& fluid) {
@@ -27,29 +43,17 @@ void MAC_LBM_Solver3::updateEpsilon(const unsigned int& threadCount, MAC_LBM_Flu
 
 void MAC_LBM_Solver3::reconstructPdfs(const unsigned int& threadCount, MAC_LBM_SolverContext3&,
                                       MAC_LBM_Fluid3& fluid) {
-    SolverThreadScratch* const perThread = scratchFor(threadCount);
-    const GridNeighbourhood grid(fluid.getGrid());
-    runParallel(
-        fluid.refArrInterfaceCells(),
-        [&](const unsigned int& t, LBM_Q19_MAC_Cell3F* cell) {
-            auto& neighbours = perThread[t].neighbours;
-            grid.gather(cell->getGridMonoindex(), neighbours.data());
-            cell->reconstructPdfs(neighbours);
-        },
-        threadCount);
+    forEachInterfaceCell(scratchFor(threadCount), threadCount, fluid,
+                         [](LBM_Q19_MAC_Cell3F& cell, const LBM_Q19_MAC_Cell3F::Neighbours& neighbours) {
+                             cell.reconstructPdfs(neighbours);
+                         });
 }
 
 void MAC_LBM_Solver3::massExchange(const unsigned int& threadCount, MAC_LBM_Fluid3& fluid) {
-    SolverThreadScratch* const perThread = scratchFor(threadCount);
-    const GridNeighbourhood grid(fluid.getGrid());
-    runParallel(
-        fluid.refArrInterfaceCells(),
-        [&](const unsigned int& t, LBM_Q19_MAC_Cell3F* cell) {
-            auto& neighbours = perThread[t].neighbours;
-            grid.gather(cell->getGridMonoindex(), neighbours.data());
-            cell->massExchange(neighbours);
-        },
-        threadCount);
+    forEachInterfaceCell(scratchFor(threadCount), threadCount, fluid,
+                         [](LBM_Q19_MAC_Cell3F& cell, const LBM_Q19_MAC_Cell3F::Neighbours& neighbours) {
+                             cell.massExchange(neighbours);
+                         });
 }
 
 void MAC_LBM_Solver3::distributeRho(const unsigned int& threadCount, const float& rhoSum,

@@ -3,10 +3,9 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstddef>
-#include <utility>
 
 #include "kv_fluids_dyn/lattice/LBM_Q19_Constants.h"
+#include "kv_fluids_dyn/lattice/LBM_Q19_SparseMoment.h"
 #include "kv_fluids_dyn/solver/GridNeighbourhood.h"
 #include "kv_fluids_dyn/solver/MAC_LBM_Solver3.h"
 #include "kv_fluids_dyn/solver/RunParallel.h"
@@ -15,21 +14,6 @@
 namespace kelvar::fluid {
 
 namespace {
-
-// Component A of sum_i c_i f_i without the products with a zero component.
-// Those add +-0 to a sum that started at +0 when f_i is finite, which
-// changes nothing, and the products with +-1 are exact: the same bits.
-template <unsigned int A, unsigned int I>
-inline void addMomentumTerm(float& sum, const float* f) {
-    if constexpr (q19::kDirection[I][A] != 0) sum += float(q19::kDirection[I][A]) * f[I];
-}
-
-template <unsigned int A, std::size_t... I>
-inline float momentumSparse(const float* f, std::index_sequence<I...>) {
-    float sum = 0.0f;
-    (addMomentumTerm<A, unsigned(I)>(sum, f), ...);
-    return sum;
-}
 
 // First moment of the cell's slots as they stand.
 Vector3<float> firstMoment(const LBM_Q19_MAC_Cell3F& cell) {
@@ -40,11 +24,7 @@ Vector3<float> firstMoment(const LBM_Q19_MAC_Cell3F& cell) {
         // The sum of the slots is finite only when every slot is.
         float sum = 0.0f;
         for (unsigned int i = 0; i < q19::kDirectionCount; ++i) sum += f[i];
-        if (sum - sum == 0.0f) {
-            constexpr auto directions = std::make_index_sequence<q19::kDirectionCount>();
-            return {momentumSparse<0>(f, directions), momentumSparse<1>(f, directions),
-                    momentumSparse<2>(f, directions)};
-        }
+        if (sum - sum == 0.0f) return q19::sparseFirstMoment(f);
     }
     Vector3<float> j;
     for (unsigned int i = 0; i < q19::kDirectionCount; ++i) j += q19::kVelocity[i] * cell.getPdfAt(i);
