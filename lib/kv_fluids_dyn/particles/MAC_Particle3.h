@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include "kv_basic/Export.h"
 #include "kv_math/Vector2.h"
 #include "kv_math/Vector3.h"
 
@@ -10,7 +11,7 @@ namespace kelvar::fluid {
 // A marker particle carried with the liquid: where it is, how fast it moves,
 // which emitter made it and the texture coordinates it brought along. The
 // field order is also the record order of the checkpoint files.
-struct MAC_Particle3 {
+struct KV_EXPORT MAC_Particle3 {
     uint32_t id = 0;          // unique within its particle system
     Vector3<float> position;  // grid units
     Vector3<float> velocity;  // grid units per time unit
