@@ -117,6 +117,17 @@ public:
         }
         ++count_;
     }
+    // Appends `count` elements without constructing them and returns the
+    // first. Each must be written (placement new or assignment) before it is
+    // read, which callers may do from several threads; for that reason the
+    // element type must be trivially copyable and destructible.
+    T* appendForOverwrite(uint32_t count) {
+        static_assert(std::is_trivially_copyable_v<T> && std::is_trivially_destructible_v<T>);
+        if (count_ + count > capacity_) reserve(count_ + count);
+        T* first = data_ + count_;
+        count_ += count;
+        return first;
+    }
     void shrinkToFit() { setCapacity(count_); }
     void pop_back() { data_[--count_].~T(); }
 

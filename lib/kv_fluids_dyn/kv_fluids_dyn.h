@@ -71,6 +71,7 @@
 #include "kv_fluids_dyn/solver/Thread.h"
 
 #include "kv_fluids_dyn/particles/MAC_Particle3.h"
+#include "kv_fluids_dyn/particles/ParticleBatch.h"
 #include "kv_fluids_dyn/particles/ParticleSystem.h"
 #include "kv_fluids_dyn/particles/MAC_ParticleSystem3.h"
 #include "kv_fluids_dyn/particles/MAC_ParticleSystemFilter.h"

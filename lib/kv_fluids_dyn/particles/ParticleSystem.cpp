@@ -199,10 +199,24 @@ int64_t ParticleSystem<T>::computeSignature_v1() const {
     return std::bit_cast<int64_t>(sum);
 }
 
-// Takes the first slot with room, searching the chunks in list order, and
-// gives it the id.
 template <class T>
-T& ParticleSystem<T>::takeSlot(const uint32_t& id) {
+ParticleBatch<T> ParticleSystem<T>::addParticles(const uint32_t& count) {
+    ParticleBatch<T> batch;
+    batch.first = lastUsedId;
+    while (batch.size() < count) {
+        const uint32_t firstId = lastUsedId + batch.size();
+        reserveInChunk(*chunkWithRoom(), firstId, count - batch.size(), batch);
+    }
+    lastUsedId += count;
+    particlesCount += count;
+    particlesArrayDirty = true;
+    return batch;
+}
+
+// The first chunk with a free slot in list order, a new one at the tail if
+// there is none.
+template <class T>
+typename ParticleSystem<T>::Chunk* ParticleSystem<T>::chunkWithRoom() {
     Chunk* chunk = firstChunkWithRoom ? firstChunkWithRoom : head;
     while (chunk && !chunk->hasRoom()) chunk = nextChunk(chunk);
     if (!chunk) {
@@ -210,6 +224,50 @@ T& ParticleSystem<T>::takeSlot(const uint32_t& id) {
         appendChunk(chunk);
     }
     firstChunkWithRoom = chunk;
+    return chunk;
+}
+
+// Takes up to `wanted` slots of `chunk` for ids firstId, firstId + 1, ...,
+// as takeSlot() would one by one: slots never used first, then released
+// ones from the scan position on. Reused slots are marked live here; the
+// never-used ones stay unwritten for the batch's writers. Returns the number
+// taken.
+template <class T>
+uint32_t ParticleSystem<T>::reserveInChunk(Chunk& chunk, const uint32_t& firstId, const uint32_t& wanted,
+                                           ParticleBatch<T>& batch) {
+    Array<ParticleSlot<T>>& entries = chunk.entries;
+    uint32_t taken = std::min(wanted, entries.capacity() - entries.size());
+    if (taken > 0) {
+        chunk.sorted = chunk.sorted && (entries.empty() || entries.back().particle.id < firstId);
+        batch.addSlots(entries.appendForOverwrite(taken), taken);
+    }
+    for (; taken < wanted && taken < chunk.freeSlots; ++taken) {
+        uint32_t slot = chunk.scanFrom;
+        while (!entries[slot].released) ++slot;
+        chunk.scanFrom = slot + 1;
+        chunk.sorted = false;
+        entries[slot].released = false;
+        batch.addSlots(&entries[slot], 1);
+    }
+    chunk.freeSlots -= taken;
+    widenIdRange(chunk, firstId, firstId + taken - 1);
+    return taken;
+}
+
+template <class T>
+void ParticleSystem<T>::widenIdRange(Chunk& chunk, const uint32_t& low, const uint32_t& high) {
+    if (low < chunk.minId || high > chunk.maxId) {
+        chunk.minId = std::min(chunk.minId, low);
+        chunk.maxId = std::max(chunk.maxId, high);
+        chunkIndex.noteWidened(chunk);
+    }
+}
+
+// Takes the first slot with room, searching the chunks in list order, and
+// gives it the id.
+template <class T>
+T& ParticleSystem<T>::takeSlot(const uint32_t& id) {
+    Chunk* chunk = chunkWithRoom();
 
     Array<ParticleSlot<T>>& entries = chunk->entries;
     uint32_t slot;
@@ -230,11 +288,7 @@ T& ParticleSystem<T>::takeSlot(const uint32_t& id) {
     taken.released = false;
     taken.particle.id = id;
     --chunk->freeSlots;
-    if (id < chunk->minId || id > chunk->maxId) {
-        chunk->minId = std::min(chunk->minId, id);
-        chunk->maxId = std::max(chunk->maxId, id);
-        chunkIndex.noteWidened(*chunk);
-    }
+    widenIdRange(*chunk, id, id);
     ++particlesCount;
     particlesArrayDirty = true;
     return taken.particle;

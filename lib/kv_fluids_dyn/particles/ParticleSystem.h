@@ -6,6 +6,7 @@
 #include "kv_basic/ArrayOfPtr.h"
 #include "kv_basic/Export.h"
 #include "kv_fluids_dyn/particles/MAC_Particle3.h"
+#include "kv_fluids_dyn/particles/ParticleBatch.h"
 #include "kv_fluids_dyn/particles/ParticleChunkIndex.h"
 #include "kv_fluids_dyn/particles/ParticleSystemChunk.h"
 #include "kv_fluids_dyn/particles/ParticleSystemIterator.h"
@@ -56,6 +57,10 @@ public:
     T& addParticle();
     // A copy of `p`, id included; the id counter is not touched.
     T& addParticle(const T& p);
+    // Reserves `count` new particles with the next ids, in the slots that
+    // `count` calls of addParticle() would take, leaving the system as those
+    // calls would; the caller writes the particles through the batch.
+    ParticleBatch<T> addParticles(const uint32_t& count);
     // Overwrites the live particle with p.id if there is one, else adds p.
     T& addParticleSafe(const T& p);
 
@@ -102,6 +107,9 @@ private:
     static constexpr uint32_t kNoSlot = 0xFFFFFFFFu;
 
     T& takeSlot(const uint32_t& id);
+    Chunk* chunkWithRoom();
+    uint32_t reserveInChunk(Chunk& chunk, const uint32_t& firstId, const uint32_t& wanted, ParticleBatch<T>& batch);
+    void widenIdRange(Chunk& chunk, const uint32_t& low, const uint32_t& high);
     uint32_t findSlot(Chunk& chunk, const uint32_t& id);
     void sortById(Chunk& chunk);
     void recomputeIdRange(Chunk& chunk);
@@ -117,6 +125,6 @@ private:
     ParticleChunkIndex<T> chunkIndex;
 };
 
-extern template class ParticleSystem<fluid::MAC_Particle3>;
+extern template class KV_EXPORT ParticleSystem<fluid::MAC_Particle3>;
 
 }  // namespace kelvar
