@@ -57,5 +57,34 @@ TEST(DomainCellPool, ClearKeepsOneFreshChunk) {
     EXPECT_EQ(pool.acquire()->getFlags(), 0u);  // constructed afresh
 }
 
+// Reserving adds the chunks the acquisitions would have added, constructed
+// afresh on several threads, and changes nothing about which cells come out.
+TEST(DomainCellPool, ReserveAddsTheChunksTheAcquisitionsWouldAdd) {
+    Pool pool;
+    std::vector<Cell*> first;
+    for (uint32_t n = 0; n < 10; ++n) first.push_back(pool.acquire());
+    for (uint32_t n = 0; n < 3; ++n) pool.release(first[n]);
+    pool.reserve(3 + (kChunk - 10), 2);  // the free list and the first chunk suffice
+    EXPECT_EQ(pool.getChunkCount(), 1u);
+
+    const uint32_t wanted = 3 + (kChunk - 10) + 2 * kChunk + 1;
+    pool.reserve(wanted, 2);
+    EXPECT_EQ(pool.getChunkCount(), 4u);
+    EXPECT_EQ(pool.acquire(), first[2]);
+    EXPECT_EQ(pool.acquire(), first[1]);
+    EXPECT_EQ(pool.acquire(), first[0]);
+    Cell* previous = first[9];
+    for (uint32_t n = 3; n < wanted; ++n) {
+        Cell* cell = pool.acquire();
+        const bool opensChunk = n == 3 + (kChunk - 10) || n == 3 + (kChunk - 10) + kChunk || n == wanted - 1;
+        if (!opensChunk) {
+            ASSERT_EQ(cell, previous + 1) << n;
+        }
+        ASSERT_EQ(cell->getFlags(), 0u) << n;
+        previous = cell;
+    }
+    EXPECT_EQ(pool.getChunkCount(), 4u);
+}
+
 }  // namespace
 }  // namespace kelvar::fluid

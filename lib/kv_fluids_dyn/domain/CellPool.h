@@ -2,8 +2,10 @@
 
 #include <cstdint>
 #include <memory>
+#include <new>
 
 #include "kv_basic/Array.h"
+#include "kv_fluids_dyn/solver/RunParallel.h"
 
 namespace kelvar::fluid {
 
@@ -39,7 +41,21 @@ public:
             slot = 0;
         }
         if (chunk == chunks.size()) addChunk();
-        return &chunks[chunk][slot++];
+        return chunks[chunk].get() + slot++;
+    }
+
+    // Adds now the chunks that the next `count` acquisitions would add one
+    // by one, constructing their cells on `threads` workers, so that a large
+    // batch of new cells is first touched in parallel. Which cells the
+    // acquisitions return does not change.
+    void reserve(const uint32_t& count, const unsigned int& threads) {
+        const uint64_t available = uint64_t(freeCells.size()) + uint64_t(chunks.size() - chunk) * kChunkSize - slot;
+        if (count <= available) return;
+        const uint32_t first = chunks.size();
+        const uint32_t added = uint32_t((count - available + kChunkSize - 1) / kChunkSize);
+        for (uint32_t c = 0; c < added; ++c) chunks.push_back(allocateChunk());
+        runParallelIndices(
+            added, [&](const unsigned int&, const uint32_t& c) { constructChunk(chunks[first + c].get()); }, threads);
     }
 
     void release(Cell* cell) {
@@ -64,7 +80,26 @@ public:
     uint32_t getChunkCount() const { return chunks.size(); }
 
 private:
-    void addChunk() { chunks.push_back(std::make_unique<Cell[]>(kChunkSize)); }
+    // A chunk's storage: raw until constructChunk(), destroyed cell by cell.
+    struct ChunkDeleter {
+        void operator()(Cell* cells) const {
+            for (uint32_t n = 0; n < kChunkSize; ++n) cells[n].~Cell();
+            ::operator delete(cells, std::align_val_t(alignof(Cell)));
+        }
+    };
+    using ChunkStorage = std::unique_ptr<Cell, ChunkDeleter>;
+
+    static ChunkStorage allocateChunk() {
+        return ChunkStorage(
+            static_cast<Cell*>(::operator new(sizeof(Cell) * kChunkSize, std::align_val_t(alignof(Cell)))));
+    }
+    static void constructChunk(Cell* cells) {
+        for (uint32_t n = 0; n < kChunkSize; ++n) new (cells + n) Cell();
+    }
+    void addChunk() {
+        chunks.push_back(allocateChunk());
+        constructChunk(chunks[chunks.size() - 1].get());
+    }
 
     void rewind() {
         chunk = 0;
@@ -73,7 +108,7 @@ private:
         freeCells.clear();
     }
 
-    Array<std::unique_ptr<Cell[]>> chunks;
+    Array<ChunkStorage> chunks;
     uint32_t chunk = 0;
     uint32_t slot = 0;
     Array<Cell*> freeCells;
