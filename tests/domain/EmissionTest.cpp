@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <bit>
 #include <map>
 
 #include "DomainTestSupport.h"
@@ -94,6 +95,17 @@ TEST(DomainEmission, ParticlesTakePooledVelocityAndGeneratorJitter) {
     EXPECT_EQ(first.velocity, Vector3<float>(0.5f, 0.25f, -0.125f));
     EXPECT_EQ(first.position, Vector3<float>(low.x + jitter * dx * 0.25f, low.y + jitter * dy * 0.25f,
                                              low.z + jitter * dz * 0.25f));
+}
+
+// Scaling a draw multiplies by the reciprocal of 2^32 - 1; the float must be
+// the quotient's, bit for bit.
+TEST(DomainEmission, UnitDrawsAreTheDoubleQuotientRoundedToFloat) {
+    KV_Combo scaled(-12345);
+    KV_Combo raw(-12345);
+    for (unsigned n = 0; n < 1000000; ++n) {
+        const float quotient = static_cast<float>(static_cast<double>(raw.next()) / 4294967295.0);
+        ASSERT_EQ(std::bit_cast<uint32_t>(scaled.nextUnit()), std::bit_cast<uint32_t>(quotient)) << n;
+    }
 }
 
 TEST(DomainEmission, LeavesWallsAndDrainsAndIgnoresMeshesOutside) {

@@ -24,14 +24,18 @@ public:
         z = kCarryMultiplier * (z & kLowHalf) + (z >> 16);
         return y + z;
     }
-    // The next draw scaled into [0, 1] (divided by 2^32 - 1 in double precision).
-    float nextUnit() { return static_cast<float>(static_cast<double>(next()) / kLargestDraw); }
+    // The next draw divided by 2^32 - 1 in double precision, as a float in
+    // [0, 1]. It multiplies by the double reciprocal instead, which is
+    // cheaper: for every one of the 2^32 draws the float result is the same
+    // bits as the quotient's (checked exhaustively).
+    float nextUnit() { return static_cast<float>(static_cast<double>(next()) * kInverseLargestDraw); }
 
 private:
     // Multiplier of the multiply-with-carry half, which works on 16-bit halves.
     static constexpr uint32_t kCarryMultiplier = 30903u;
     static constexpr uint32_t kLowHalf = 0xFFFFu;
     static constexpr double kLargestDraw = 4294967295.0;
+    static constexpr double kInverseLargestDraw = 1.0 / kLargestDraw;
 
     uint32_t x;
     uint32_t y;
