@@ -17,6 +17,7 @@
 #include "kv_fluids_dyn/lattice/LBM_Q19_MAC_Cell3F.h"
 #include "kv_fluids_dyn/particles/MAC_Particle3.h"
 #include "kv_fluids_dyn/particles/MAC_ParticleSystem3.h"
+#include "kv_fluids_dyn/particles/ParticleBatch.h"
 #include "kv_fluids_dyn/solver/MAC_LBM_SolverContext3.h"
 #include "kv_geometry/Box3BoxesBits.h"
 #include "kv_geometry/Mesh.h"
@@ -187,10 +188,12 @@ private:
     // the samples with the surface (or inside) answer, making cells of `type`.
     void emitLiquid(const Array<MeshGrid3BoxesFaces<float>>& chunks, const bool& surface, const unsigned char& type,
                     const Emission& emission);
-    // Adds the eight marker particles of the new cell at ijk, reading the
-    // velocity the cell holds now; advances `combo` when jitter > 0.
+    // Writes the eight marker particles of the new cell at ijk through
+    // `slots` (reserved beforehand, so that several workers can fill cells
+    // at once), reading the velocity the cell holds now; advances `combo`
+    // when jitter > 0.
     void create_MAC_ParticlesInCell(const Tuple3<unsigned int>& ijk, const float& jitter, const unsigned short& id,
-                                    KV_Combo& combo);
+                                    KV_Combo& combo, ParticleBatch<MAC_Particle3>::Writer& slots) const;
 
     // Sinks (MAC_LBM_Fluid3Sinks.cpp): marks or makes the drains of `sinkId`
     // where the inside bit equals `inside`, then empties the unmarked ones.

@@ -86,15 +86,18 @@ void MAC_LBM_Fluid3::setFluidCells(const Mesh& mesh, const Vector3<float>& veloc
 // Every sample box is one grid cell and no two samples of a pass share a
 // cell, so the workers never write the same grid entry or cell.
 //
-// New cells are taken from the pool, and their particles made, after the
-// workers have joined, one worker's list after the other. Taking them in the
-// pass under a lock would let thread timing decide which pooled cell lands
-// where (a reused cell keeps its old velocity, which its particles inherit)
-// and in which order particles get their ids. This way the result depends
-// only on the seed and the thread count: worker t's cells are those of its
-// contiguous range of chunks in sample order, and they draw from worker t's
-// own generator, seeded as every other worker's. No lock is needed for the
-// pool or the particles, since no worker runs while they are touched.
+// The pass runs in three stages. The workers first list the samples that
+// find no cell. Then, on this thread and one worker's list after the other,
+// the new cells are taken from the pool and every new particle gets its id
+// and slot. Finally each worker makes the particles of its own list's cells
+// and resets those cells. Taking cells and ids in the pass under a lock
+// would let thread timing decide which pooled cell lands where (a reused
+// cell keeps its old velocity, which its particles inherit) and which
+// particle gets which id. This way the result depends only on the seed and
+// the thread count: worker t's cells are those of its contiguous range of
+// chunks in sample order, and they draw from worker t's own generator,
+// seeded as every other worker's. No lock is needed for the pool or the
+// particle system, since no worker runs while they are changed.
 void MAC_LBM_Fluid3::emitLiquid(const Array<MeshGrid3BoxesFaces<float>>& chunks, const bool& surface,
                                 const unsigned char& type, const Emission& emission) {
     const unsigned int workers = std::max(threads, 1u);
@@ -114,21 +117,35 @@ void MAC_LBM_Fluid3::emitLiquid(const Array<MeshGrid3BoxesFaces<float>>& chunks,
         },
         threads);
 
-    // The particles read the velocity a pooled cell still holds from its
-    // previous use, so they are made before the cell is reset.
-    for (Array<NewLiquidCell>& list : newCells) {
-        KV_Combo combo(emission.seed);
-        for (NewLiquidCell& made : list) {
+    uint32_t newCellCount = 0;
+    for (const Array<NewLiquidCell>& list : newCells) newCellCount += list.size();
+    liquidPool.reserve(newCellCount, threads);
+
+    Array<uint32_t> firstParticle(workers);
+    uint32_t newParticles = 0;
+    for (unsigned int t = 0; t < workers; ++t) {
+        firstParticle[t] = newParticles;
+        newParticles += newCells[t].size() * kParticlesPerCell;
+        for (NewLiquidCell& made : newCells[t]) {
             made.cell = liquidPool.acquire();
             grid.refCells()[made.index] = made.cell;
-            create_MAC_ParticlesInCell(made.ijk, emission.jitter, emission.id, combo);
         }
     }
+    const ParticleBatch<MAC_Particle3> batch = particles.addParticles(newParticles);
 
-    runParallel(
-        newCells,
-        [&](const unsigned int&, const Array<NewLiquidCell>& list) {
-            for (const NewLiquidCell& made : list) startLiquidCell(*made.cell, type, made.index, emission.velocity);
+    // The particles read the velocity a pooled cell still holds from its
+    // previous use, so they are made before the cell is reset.
+    runParallelIndices(
+        workers,
+        [&](const unsigned int&, const uint32_t& t) {
+            const Array<NewLiquidCell>& list = newCells[t];
+            if (list.empty()) return;
+            KV_Combo combo(emission.seed);
+            ParticleBatch<MAC_Particle3>::Writer slots = batch.writerAt(firstParticle[t]);
+            for (const NewLiquidCell& made : list) {
+                create_MAC_ParticlesInCell(made.ijk, emission.jitter, emission.id, combo, slots);
+                startLiquidCell(*made.cell, type, made.index, emission.velocity);
+            }
         },
         threads);
 }
@@ -137,7 +154,8 @@ void MAC_LBM_Fluid3::emitLiquid(const Array<MeshGrid3BoxesFaces<float>>& chunks,
 // finds a particle's cell as (position - grid min) times the inverse cell
 // size. Jitter draws come in the order z, y, x for each particle.
 void MAC_LBM_Fluid3::create_MAC_ParticlesInCell(const Tuple3<unsigned int>& ijk, const float& jitter,
-                                                const unsigned short& id, KV_Combo& combo) {
+                                                const unsigned short& id, KV_Combo& combo,
+                                                ParticleBatch<MAC_Particle3>::Writer& slots) const {
     const Vector3<float> velocity = grid.at(ijk.first, ijk.second, ijk.third)->getVelocity();
 
     const Box3<float>& gridBox = grid.getBox();
@@ -161,7 +179,11 @@ void MAC_LBM_Fluid3::create_MAC_ParticlesInCell(const Tuple3<unsigned int>& ijk,
             p.x += jitter * dx * quarter.x;
         }
         const Vector2<float> uv((p.x - gridBox.min.x) / gridExtent.x, (p.z - gridBox.min.z) / gridExtent.z);
-        particles.createParticle(p, velocity, id, uv);
+        MAC_Particle3& particle = slots.next();
+        particle.position = p;
+        particle.velocity = velocity;
+        particle.sourceId = id;
+        particle.uv = uv;
     }
 }
 
