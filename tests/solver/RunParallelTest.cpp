@@ -30,55 +30,46 @@ Array<T> filled(uint32_t count, const T& value) {
     return array;
 }
 
-// The ranges a pass hands out, by thread; uncalled threads keep kUnset.
-Array<WorkRange> observedRanges(uint32_t elementCount, unsigned int threads) {
-    Array<WorkRange> seen = filled(threads, WorkRange{kUnset, 0, kUnset});
-    runParallelRanges(elementCount, [&](const WorkRange& r) { seen[r.threadIndex] = r; }, threads);
-    return seen;
-}
-
+// Ranges by thread as a pass hands them out: the remainder goes to the last
+// worker and empty ranges are never run (their first stays kUnset).
 TEST(RunParallel, StaticSplitGivesTheRemainderToTheLastWorker) {
-    const Array<WorkRange> ten = observedRanges(10, 4);
-    const uint32_t expected[4][2] = {{0, 2}, {2, 2}, {4, 2}, {6, 4}};
-    for (uint32_t i = 0; i < 4; ++i) {
-        EXPECT_EQ(ten[i].first, expected[i][0]) << i;
-        EXPECT_EQ(ten[i].count, expected[i][1]) << i;
-        EXPECT_EQ(ten[i].threadIndex, i);
+    const struct {
+        uint32_t elements;
+        uint32_t ranges[4][2];  // first, count
+    } cases[] = {
+        {10, {{0, 2}, {2, 2}, {4, 2}, {6, 4}}},
+        {3, {{kUnset, 0}, {kUnset, 0}, {kUnset, 0}, {0, 3}}},
+        {0, {{kUnset, 0}, {kUnset, 0}, {kUnset, 0}, {kUnset, 0}}},
+    };
+    for (const auto& c : cases) {
+        Array<WorkRange> seen = filled(4u, WorkRange{kUnset, 0, kUnset});
+        runParallelRanges(c.elements, [&](const WorkRange& r) { seen[r.threadIndex] = r; }, 4u);
+        for (uint32_t t = 0; t < 4; ++t) {
+            EXPECT_EQ(seen[t].first, c.ranges[t][0]) << c.elements << " elements, thread " << t;
+            EXPECT_EQ(seen[t].count, c.ranges[t][1]) << c.elements << " elements, thread " << t;
+            EXPECT_TRUE(seen[t].first == kUnset || seen[t].threadIndex == t);
+        }
     }
-
-    const Array<WorkRange> three = observedRanges(3, 4);  // all to the last worker
-    for (uint32_t i = 0; i < 3; ++i) EXPECT_EQ(three[i].first, kUnset) << "empty range was run";
-    EXPECT_EQ(three[3].first, 0u);
-    EXPECT_EQ(three[3].count, 3u);
-
-    const Array<WorkRange> none = observedRanges(0, 4);
-    for (uint32_t i = 0; i < 4; ++i) EXPECT_EQ(none[i].first, kUnset);
 }
 
-TEST(RunParallel, OneThreadVisitsInOrderAndZeroThreadsCountAsOne) {
-    for (unsigned int threads : {1u, 0u}) {
-        Array<uint32_t> order;
+// Zero threads count as one; every worker visits its own range once, in order.
+TEST(RunParallel, EveryElementOnceByItsWorkerInAscendingOrder) {
+    const uint32_t count = 1001;
+    for (unsigned int threads : {0u, 1u, 3u}) {
+        const unsigned int workers = std::max(threads, 1u);
+        Array<Array<uint32_t>> visited(workers);
         runParallelIndices(
-            100,
-            [&](const unsigned int& t, uint32_t i) {
-                EXPECT_EQ(t, 0u);
-                order.push_back(i);  // single worker: no race
+            count,
+            [&](unsigned int t, uint32_t i) {
+                ASSERT_LT(t, workers);
+                visited[t].push_back(i);
             },
             threads);
-        ASSERT_EQ(order.size(), 100u);
-        for (uint32_t i = 0; i < 100; ++i) EXPECT_EQ(order[i], i);
-    }
-}
-
-TEST(RunParallel, EveryElementOnceByItsWorkerInAscendingOrder) {
-    const unsigned int threads = 3;
-    const uint32_t count = 1001;
-    Array<Array<uint32_t>> visited(threads);
-    runParallelIndices(count, [&](unsigned int t, uint32_t i) { visited[t].push_back(i); }, threads);
-    for (uint32_t t = 0; t < threads; ++t) {
-        const WorkRange r = splitWork(count, threads, t);
-        ASSERT_EQ(visited[t].size(), r.count);
-        for (uint32_t k = 0; k < r.count; ++k) EXPECT_EQ(visited[t][k], r.first + k);
+        for (uint32_t t = 0; t < workers; ++t) {
+            const WorkRange r = splitWork(count, workers, t);
+            ASSERT_EQ(visited[t].size(), r.count) << threads << " threads";
+            for (uint32_t k = 0; k < r.count; ++k) EXPECT_EQ(visited[t][k], r.first + k);
+        }
     }
 }
 

@@ -20,19 +20,13 @@ namespace {
 // to it, so that particles are re-seeded and deleted and cells created,
 // emptied and converted along the way.
 uint64_t runDamBreak(unsigned threads, unsigned subSteps) {
-    SceneFluid fluid;
-    makeWalledBox(fluid, 12 * 12 * 12);
-    MAC_LBM_Solver3 solver;
-    solver.attach(fluid);
-    solver.initialize(threads);
+    WalledScene<> scene(12 * 12 * 12, threads);
+    SceneFluid& fluid = scene.fluid;
     fillBlock(fluid, {1, 1, 1}, {5, 8, 11}, latticeGravity(fluid));
-
-    LBM_SinkCell3<float>* sink = fluid.acquireSinkCell();
-    sink->setGridMonoindex(fluid.getGrid().index(5, 1, 5));
-    fluid.refGrid().at(5, 1, 5) = sink;
+    placeCell(fluid, fluid.acquireSinkCell(), 5, 1, 5);
     const uint32_t particles = fluid.get_MAC_ParticleSystem().getParticlesCount();
 
-    runSubSteps(solver, fluid, subSteps);
+    runSubSteps(scene.solver, fluid, subSteps);
     EXPECT_TRUE(liquidStats(fluid).finite);
     EXPECT_LT(fluid.get_MAC_ParticleSystem().getParticlesCount(), particles) << "the sink took nothing";
     return hashState(fluid);

@@ -48,22 +48,14 @@ uint64_t runGoldenDamBreak(unsigned threads) {
 
     for (unsigned i = 10; i < 12; ++i)
         for (unsigned j = 1; j < 4; ++j)
-            for (unsigned k = 4; k < 12; ++k) {
-                LBM_SolidCell3<float>* solid = fluid.acquireSolidCell();
-                solid->setGridMonoindex(grid.index(i, j, k));
-                fluid.refGrid().at(i, j, k) = solid;
-            }
-    LBM_SinkCell3<float>* sink = fluid.acquireSinkCell();
-    sink->setGridMonoindex(grid.index(9, 1, 8));
-    fluid.refGrid().at(9, 1, 8) = sink;
+            for (unsigned k = 4; k < 12; ++k) placeCell(fluid, fluid.acquireSolidCell(), i, j, k);
+    placeCell(fluid, fluid.acquireSinkCell(), 9, 1, 8);
 
     // One particle inside the left wall and one in the sink: the first is
     // pushed back into the liquid, the second re-seeded.
     const Vector3<float>& origin = grid.getBox().min;
-    fluid.ref_MAC_ParticleSystem().createParticle(origin + Vector3<float>(0.5f, 5.5f, 5.5f), Vector3<float>(), 0,
-                                                  Vector2<float>());
-    fluid.ref_MAC_ParticleSystem().createParticle(origin + Vector3<float>(9.5f, 1.5f, 8.5f), Vector3<float>(), 0,
-                                                  Vector2<float>());
+    for (const Vector3<float>& at : {Vector3<float>(0.5f, 5.5f, 5.5f), Vector3<float>(9.5f, 1.5f, 8.5f)})
+        fluid.ref_MAC_ParticleSystem().createParticle(origin + at, Vector3<float>(), 0, Vector2<float>());
     fluid.setAcceleration(Vector3<float>(0.0f, -kGravity, 0.0f));
     const uint32_t particles = fluid.get_MAC_ParticleSystem().getParticlesCount();
     const LiquidStats start = liquidStats(fluid);
@@ -85,25 +77,20 @@ TEST(SolverGolden, DamBreakStateMatchesTheRecordedHash) {
 // sub-step, fills at once (its neighbours are liquid or wall) and, being
 // next to a wall, carries the wall mark like every other full cell there.
 TEST(SolverGolden, CellCreatedAndFilledNextToAWallIsMarked) {
-    SceneFluid fluid;
-    makeWalledBox(fluid, 12 * 12 * 12);
-    MAC_LBM_Solver3 solver;
-    solver.attach(fluid);
-    solver.initialize(2);
+    WalledScene<> scene(12 * 12 * 12, 2);
+    SceneFluid& fluid = scene.fluid;
     fillBlock(fluid, {1, 1, 1}, {7, 7, 7}, Vector3<float>());
-    auto& grid = fluid.refGrid();
-    LBM_Cell3<float>* hole = grid.at(1, 3, 3);
-    grid.at(1, 3, 3) = nullptr;
-    fluid.releaseCell(static_cast<LBM_Q19_MAC_Cell3F*>(hole));
+    auto* hole = static_cast<LBM_Q19_MAC_Cell3F*>(fluid.refGrid().at(1, 3, 3));
+    fluid.refGrid().at(1, 3, 3) = nullptr;
+    fluid.releaseCell(hole);
 
-    runSubSteps(solver, fluid, 1);
-    const auto* created = static_cast<const LBM_Q19_MAC_Cell3F*>(grid.at(1, 3, 3));
+    runSubSteps(scene.solver, fluid, 1);
+    const LBM_Q19_MAC_Cell3F* created = liquidAt(fluid, 1, 3, 3);
     ASSERT_NE(created, nullptr);
     EXPECT_EQ(created->getType(), LBM_CELL_FLUID);
-    EXPECT_TRUE(created->getFlags().test(MAC_FLAG_NEW_INTERFACE));
-    EXPECT_TRUE(created->getFlags().test(MAC_FLAG_NEIGHBOUR_MARK));
-    EXPECT_TRUE(static_cast<const LBM_Q19_MAC_Cell3F*>(grid.at(1, 4, 3))->getFlags().test(MAC_FLAG_NEIGHBOUR_MARK));
-    EXPECT_FALSE(static_cast<const LBM_Q19_MAC_Cell3F*>(grid.at(3, 3, 3))->getFlags().test(MAC_FLAG_NEIGHBOUR_MARK));
+    EXPECT_TRUE(created->getFlags().test(MAC_FLAG_NEW_INTERFACE) && created->getFlags().test(MAC_FLAG_NEIGHBOUR_MARK));
+    EXPECT_TRUE(liquidAt(fluid, 1, 4, 3)->getFlags().test(MAC_FLAG_NEIGHBOUR_MARK));
+    EXPECT_FALSE(liquidAt(fluid, 3, 3, 3)->getFlags().test(MAC_FLAG_NEIGHBOUR_MARK));
 }
 
 }  // namespace

@@ -9,31 +9,20 @@
 namespace kelvar::fluid::test {
 namespace {
 
-// A 16^3 box (14^3 inside the walls) with its solver attached and initialised.
-class Scene : public ::testing::Test {
-protected:
-    void build(unsigned threads) {
-        makeWalledBox(fluid, 16 * 16 * 16);
-        solver.attach(fluid);
-        solver.initialize(threads);
-        gravity = latticeGravity(fluid);
-    }
+// Both scenes run in a 16^3 box (14^3 inside the walls) on two workers.
+constexpr unsigned kBox = 16 * 16 * 16;
 
-    SceneFluid fluid;
-    MAC_LBM_Solver3 solver;
-    Vector3<float> gravity;
-};
-
-TEST_F(Scene, FallingBlockReachesTheFloorAndSpreads) {
-    build(2);
+TEST(SolverScenario, FallingBlockReachesTheFloorAndSpreads) {
+    WalledScene<> scene(kBox, 2);
+    SceneFluid& fluid = scene.fluid;
     ASSERT_EQ(fluid.getGrid().getNx(), 16u);
     // A 4 x 4 x 4 block hanging in the middle, well above the floor (y = 1).
-    fillBlock(fluid, {6, 9, 6}, {10, 13, 10}, gravity);
+    fillBlock(fluid, {6, 9, 6}, {10, 13, 10}, latticeGravity(fluid));
     const LiquidStats before = liquidStats(fluid);
 
     uint32_t lowestCellY = 16;
     for (unsigned s = 0; s < 600; ++s) {
-        runSubSteps(solver, fluid, 1);
+        runSubSteps(scene.solver, fluid, 1);
         const auto& grid = fluid.getGrid();
         for (uint32_t index = 0; index < grid.getCount(); ++index) {
             const LBM_Cell3<float>* c = grid.at(index);
@@ -61,15 +50,16 @@ TEST_F(Scene, FallingBlockReachesTheFloorAndSpreads) {
     EXPECT_GT(floorCells, 16u);
 }
 
-TEST_F(Scene, StillWaterSettlesAndKeepsItsDensity) {
-    build(2);
+TEST(SolverScenario, StillWaterSettlesAndKeepsItsDensity) {
+    WalledScene<> scene(kBox, 2);
+    SceneFluid& fluid = scene.fluid;
     // Water 5 cells deep over the whole floor of the box.
-    fillBlock(fluid, {1, 1, 1}, {15, 6, 15}, gravity);
+    fillBlock(fluid, {1, 1, 1}, {15, 6, 15}, latticeGravity(fluid));
     const LiquidStats start = liquidStats(fluid);
 
-    runSubSteps(solver, fluid, 100);
+    runSubSteps(scene.solver, fluid, 100);
     const LiquidStats early = liquidStats(fluid);
-    runSubSteps(solver, fluid, 900);
+    runSubSteps(scene.solver, fluid, 900);
     const LiquidStats late = liquidStats(fluid);
 
     ASSERT_TRUE(late.finite);

@@ -4,6 +4,8 @@
 #include <bit>
 #include <cmath>
 #include <cstdint>
+#include <type_traits>
+#include <vector>
 
 #include "kv_basic/Tuple.h"
 #include "kv_fluids_dyn/domain/MAC_LBM_Fluid3.h"
@@ -53,6 +55,43 @@ inline void makeWalledBox(SceneFluid& fluid, unsigned int requested) {
     fluid.setDomainBoundaryCells();
 }
 
+// A walled box of about `requested` cells with its solver attached and
+// initialised on `threads` workers.
+template <class Solver = MAC_LBM_Solver3>
+struct WalledScene {
+    WalledScene(unsigned int requested, unsigned int threads) {
+        makeWalledBox(fluid, requested);
+        solver.attach(fluid);
+        solver.initialize(threads);
+    }
+    SceneFluid fluid;
+    Solver solver;
+};
+
+// Puts `cell`, taken from the fluid's pools, at site (i, j, k).
+template <class Cell>
+inline Cell* placeCell(MAC_LBM_Fluid3& fluid, Cell* cell, unsigned i, unsigned j, unsigned k) {
+    cell->setGridMonoindex(fluid.getGrid().index(i, j, k));
+    fluid.refGrid().at(i, j, k) = cell;
+    return cell;
+}
+
+// A full liquid cell at rest at (i, j, k) with the body force `force`.
+inline LBM_Q19_MAC_Cell3F* placeLiquid(SceneFluid& fluid, unsigned i, unsigned j, unsigned k, unsigned char type,
+                                       const Vector3<float>& force = {}) {
+    LBM_Q19_MAC_Cell3F* cell = fluid.acquireLiquidCell();
+    cell->initialize();
+    cell->setType(type);
+    cell->setMass(cell->getDensity());
+    cell->setEpsilon(1.0f);
+    cell->setForce(force);
+    return placeCell(fluid, cell, i, j, k);
+}
+
+inline const LBM_Q19_MAC_Cell3F* liquidAt(const MAC_LBM_Fluid3& fluid, unsigned i, unsigned j, unsigned k) {
+    return static_cast<const LBM_Q19_MAC_Cell3F*>(fluid.getGrid().at(i, j, k));
+}
+
 // Liquid cells at rest over the block [lo, hi) with eight marker particles
 // each at the centres of their 2x2x2 sub-cells; cells next to a site without
 // a cell become interface cells, the others fluid cells. Every cell gets the
@@ -63,14 +102,7 @@ inline void fillBlock(SceneFluid& fluid, const Index3& lo, const Index3& hi, con
     for (unsigned i = lo.first; i < hi.first; ++i)
         for (unsigned j = lo.second; j < hi.second; ++j)
             for (unsigned k = lo.third; k < hi.third; ++k) {
-                LBM_Q19_MAC_Cell3F* cell = fluid.acquireLiquidCell();
-                cell->initialize();
-                cell->setType(LBM_CELL_FLUID);
-                cell->setMass(cell->getDensity());
-                cell->setEpsilon(1.0f);
-                cell->setForce(force);
-                cell->setGridMonoindex(grid.index(i, j, k));
-                grid.at(i, j, k) = cell;
+                placeLiquid(fluid, i, j, k, LBM_CELL_FLUID, force);
                 for (unsigned n = 0; n < 8; ++n) {
                     const Vector3<float> p(origin.x + float(i) + ((n & 1) ? 0.75f : 0.25f),
                                            origin.y + float(j) + ((n & 2) ? 0.75f : 0.25f),
@@ -134,59 +166,44 @@ inline LiquidStats liquidStats(const MAC_LBM_Fluid3& fluid) {
 }
 
 // FNV-1a over the bits of the whole state: every cell's type, slots, density,
-// mass, fill fraction and flags in grid order, and every particle's record
-// in id order.
-class StateHash {
-public:
-    void add(uint32_t value) {
+// mass, fill fraction and flags in grid order, every particle's record in id
+// order, and the lost mass.
+inline uint64_t hashState(const MAC_LBM_Fluid3& fluid) {
+    uint64_t hash = 1469598103934665603ull;
+    const auto add = [&hash](auto value) {
+        uint32_t bits;
+        if constexpr (std::is_same_v<decltype(value), float>)
+            bits = std::bit_cast<uint32_t>(value);
+        else
+            bits = uint32_t(value);
         for (unsigned b = 0; b < 4; ++b) {
-            hash ^= (value >> (8 * b)) & 0xFFu;
+            hash ^= (bits >> (8 * b)) & 0xFFu;
             hash *= 1099511628211ull;
         }
-    }
-    void add(float value) { add(std::bit_cast<uint32_t>(value)); }
-    uint64_t value() const { return hash; }
-
-private:
-    uint64_t hash = 1469598103934665603ull;
-};
-
-inline uint64_t hashState(const MAC_LBM_Fluid3& fluid) {
-    StateHash h;
+    };
     const auto& grid = fluid.getGrid();
     for (uint32_t index = 0; index < grid.getCount(); ++index) {
         const LBM_Cell3<float>* c = grid.at(index);
-        if (c == nullptr) {
-            h.add(0xFFFFFFFFu);
-            continue;
-        }
-        h.add(uint32_t(c->getType()));
-        if (!c->isFluid()) continue;
+        add(c == nullptr ? 0xFFFFFFFFu : uint32_t(c->getType()));
+        if (c == nullptr || !c->isFluid()) continue;
         const auto* cell = static_cast<const LBM_Q19_MAC_Cell3F*>(c);
-        for (unsigned i = 0; i < q19::kDirectionCount; ++i) h.add(cell->getPdfAt(i));
-        h.add(cell->getDensity());
-        h.add(cell->getMass());
-        h.add(cell->getEpsilon());
-        h.add(uint32_t(cell->getFlags().get()));
-        h.add(cell->getGridMonoindex());
+        for (unsigned i = 0; i < q19::kDirectionCount; ++i) add(cell->getPdfAt(i));
+        for (float v : {cell->getDensity(), cell->getMass(), cell->getEpsilon()}) add(v);
+        add(uint32_t(cell->getFlags().get()));
+        add(cell->getGridMonoindex());
     }
     // Pointer order in the pool does not depend on threads, but sort anyway
     // so that the hash only sees the particles themselves.
     const auto& particles = fluid.get_MAC_ParticleSystem().getParticlesArray();
-    Array<const MAC_Particle3*> sorted;
-    for (const MAC_Particle3* p : particles) sorted.push_back(p);
+    std::vector<const MAC_Particle3*> sorted(particles.begin(), particles.end());
     std::sort(sorted.begin(), sorted.end(), [](const MAC_Particle3* a, const MAC_Particle3* b) { return a->id < b->id; });
     for (const MAC_Particle3* p : sorted) {
-        h.add(p->id);
-        h.add(p->position.x);
-        h.add(p->position.y);
-        h.add(p->position.z);
-        h.add(p->velocity.x);
-        h.add(p->velocity.y);
-        h.add(p->velocity.z);
+        add(p->id);
+        for (float v : {p->position.x, p->position.y, p->position.z, p->velocity.x, p->velocity.y, p->velocity.z})
+            add(v);
     }
-    h.add(fluid.getSolverContext().getLostMass());
-    return h.value();
+    add(fluid.getSolverContext().getLostMass());
+    return hash;
 }
 
 }  // namespace kelvar::fluid::test
