@@ -33,42 +33,39 @@ private:
     std::unique_ptr<std::FILE, int (*)(std::FILE*)> file_;
 };
 
-TEST(FileIO, TypedWritesAreLittleEndian) {
-    const unsigned short us[2] = {0x1234, 0xABCD};
-    const unsigned int ui = 0x12345678u;
-    const float f = 1.0f;
-    const double d = -2.0;
-    const unsigned char uc = 0x9C;
+struct Typed {
+    unsigned short us[2];
+    unsigned int ui;
+    float f;
+    double d;
+    unsigned char uc;
+    bool operator==(const Typed&) const = default;
+};
+
+// The bytes are pinned, so reading them back checks the decoding exactly too.
+TEST(FileIO, TypedValuesAreLittleEndianOnDiskAndReadBack) {
+    const Typed in{{0x1234, 0xABCD}, 0x12345678u, 1.0f, -2.0, 0x9C};
     TempFile tmp;
     ASSERT_NE(tmp.get(), nullptr);
-    EXPECT_EQ(WriteUShort(us, 2, tmp.get()), 2u);
-    EXPECT_EQ(WriteUInt(&ui, 1, tmp.get()), 1u);
-    EXPECT_EQ(WriteFloat(&f, 1, tmp.get()), 1u);
-    EXPECT_EQ(WriteDouble(&d, 1, tmp.get()), 1u);
-    EXPECT_EQ(WriteUChar(&uc, 1, tmp.get()), 1u);
-    const Bytes expected = {0x34, 0x12, 0xCD, 0xAB,                           // two unsigned shorts
-                            0x78, 0x56, 0x34, 0x12,                           // unsigned int
-                            0x00, 0x00, 0x80, 0x3F,                           // 1.0f
-                            0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0xC0,   // -2.0
+    EXPECT_EQ(WriteUShort(in.us, 2, tmp.get()), 2u);
+    EXPECT_EQ(WriteUInt(&in.ui, 1, tmp.get()), 1u);
+    EXPECT_EQ(WriteFloat(&in.f, 1, tmp.get()), 1u);
+    EXPECT_EQ(WriteDouble(&in.d, 1, tmp.get()), 1u);
+    EXPECT_EQ(WriteUChar(&in.uc, 1, tmp.get()), 1u);
+    const Bytes expected = {0x34, 0x12, 0xCD, 0xAB,                          // two unsigned shorts
+                            0x78, 0x56, 0x34, 0x12,                          // unsigned int
+                            0x00, 0x00, 0x80, 0x3F,                          // 1.0f
+                            0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0xC0,  // -2.0
                             0x9C};
     EXPECT_EQ(tmp.contents(), expected);
-}
 
-TEST(FileIO, TypedReadsDecodeLittleEndian) {
-    TempFile tmp;
-    tmp.setContents({0x34, 0x12, 0x78, 0x56, 0x34, 0x12, 0x00, 0x00, 0xC0, 0x3F, 0, 0, 0, 0, 0, 0, 0xF8, 0x3F});
-    unsigned short us = 0;
-    unsigned int ui = 0;
-    float f = 0;
-    double d = 0;
-    EXPECT_EQ(ReadUShort(&us, 1, tmp.get()), 1u);
-    EXPECT_EQ(ReadUInt(&ui, 1, tmp.get()), 1u);
-    EXPECT_EQ(ReadFloat(&f, 1, tmp.get()), 1u);
-    EXPECT_EQ(ReadDouble(&d, 1, tmp.get()), 1u);
-    EXPECT_EQ(us, 0x1234);
-    EXPECT_EQ(ui, 0x12345678u);
-    EXPECT_EQ(f, 1.5f);
-    EXPECT_EQ(d, 1.5);
+    Typed back{};
+    EXPECT_EQ(ReadUShort(back.us, 2, tmp.get()), 2u);
+    EXPECT_EQ(ReadUInt(&back.ui, 1, tmp.get()), 1u);
+    EXPECT_EQ(ReadFloat(&back.f, 1, tmp.get()), 1u);
+    EXPECT_EQ(ReadDouble(&back.d, 1, tmp.get()), 1u);
+    EXPECT_EQ(ReadUChar(&back.uc, 1, tmp.get()), 1u);
+    EXPECT_TRUE(back == in);
 }
 
 TEST(FileIO, BoolIsOneByteAndAnyNonZeroByteReadsTrue) {
@@ -104,14 +101,6 @@ TEST(FileIO, LongArraysRoundTripBitForBit) {
     EXPECT_EQ(intsBack, ints);
 }
 
-TEST(FileIO, ShortReadCountsWholeValuesAndLeavesTheRest) {
-    TempFile tmp;
-    tmp.setContents({1, 0, 0, 0, 2, 0});
-    unsigned int values[3] = {7, 7, 7};
-    EXPECT_EQ(ReadUInt(values, 3, tmp.get()), 1u);
-    EXPECT_EQ(std::vector<unsigned int>(values, values + 3), (std::vector<unsigned int>{1, 7, 7}));
-}
-
 TEST(FileIO, NullArgumentsTransferNothing) {
     unsigned int value = 5;
     EXPECT_EQ(WriteUInt(&value, 1, nullptr), 0u);
@@ -125,14 +114,21 @@ TEST(FileIO, NullArgumentsTransferNothing) {
     EXPECT_TRUE(tmp.contents().empty());
 }
 
-TEST(FileIO, BufferMovesBytesAsTheyAre) {
+// A short read counts whole values only and leaves the rest of the array alone.
+TEST(FileIO, BufferMovesBytesAsTheyAreAndShortReadsCountWholeValues) {
     const unsigned char raw[6] = {9, 8, 7, 6, 5, 4};
     TempFile tmp;
     EXPECT_EQ(WriteBuffer(raw, 2, 3, tmp.get()), 3u);
     EXPECT_EQ(tmp.contents(), (Bytes{9, 8, 7, 6, 5, 4}));
     unsigned char back[8] = {};
-    EXPECT_EQ(ReadBuffer(back, 4, 2, tmp.get()), 1u);  // 6 bytes hold one whole 4-byte element
+    EXPECT_EQ(ReadBuffer(back, 4, 2, tmp.get()), 1u);
     EXPECT_EQ(back[3], 6);
+
+    TempFile shortFile;
+    shortFile.setContents({1, 0, 0, 0, 2, 0});
+    unsigned int values[3] = {7, 7, 7};
+    EXPECT_EQ(ReadUInt(values, 3, shortFile.get()), 1u);
+    EXPECT_EQ(std::vector<unsigned int>(values, values + 3), (std::vector<unsigned int>{1, 7, 7}));
 }
 
 }  // namespace

@@ -25,16 +25,6 @@ Rts makeRts(const V& t, const V& eulerRadians, const V& s) {
     return rts;
 }
 
-TEST(Transform3Rts, IdentityMeansNoRotationFlagUnitScaleAndNoTranslation) {
-    Rts rts;
-    EXPECT_TRUE(rts.isIdentity());
-    EXPECT_EQ(rts.getInverseMatrix(), M::identity());
-    rts.setTranslation({0, 1, 0});
-    EXPECT_FALSE(rts.isIdentity());
-    rts.setIdentity();
-    EXPECT_TRUE(rts.isIdentity());
-}
-
 TEST(Transform3Rts, ScalesThenRotatesThenTranslates) {
     const V t{1, -2, 3}, s{2, 3, 0.5f};
     const Rts rts = makeRts(t, {0.2f, -0.7f, 1.1f}, s);
@@ -69,8 +59,16 @@ TEST(Transform3Rts, ScaleIsUniformWithinFloatEpsilonOfTheOtherTwo) {
     EXPECT_FALSE(rts.isIdentity());
 }
 
-TEST(Transform3Rts, RotationFlagIsSetEvenForIdentityQuaternion) {
+// Identity means no rotation flag, unit scale and no translation: setting
+// even the identity quaternion raises the flag.
+TEST(Transform3Rts, IdentityNeedsTheRotationFlagClear) {
     Rts rts;
+    EXPECT_TRUE(rts.isIdentity());
+    EXPECT_EQ(rts.getInverseMatrix(), M::identity());
+    rts.setTranslation({0, 1, 0});
+    EXPECT_FALSE(rts.isIdentity());
+    rts.setIdentity();
+    EXPECT_TRUE(rts.isIdentity());
     rts.setRotation(Q::identity());
     EXPECT_TRUE(rts.hasRotation());
     EXPECT_FALSE(rts.isIdentity());
@@ -102,15 +100,6 @@ TEST(Transform3Rts, BinaryFormIsLittleEndianAndRoundTrips) {
     EXPECT_EQ(back.getInverseMatrix(), rts.getInverseMatrix());
 }
 
-TEST(Transform3, FromRtsKeepsMatricesAndRotation) {
-    const Rts rts = makeRts({1, 2, 3}, {0.3f, 0.2f, 0.1f}, {1, 2, 3});
-    const Xf xf(rts);
-    EXPECT_EQ(xf.getMatrix(), rts.getMatrix());
-    EXPECT_EQ(xf.getInverseMatrix(), rts.getInverseMatrix());
-    EXPECT_EQ(xf.getRotation(), rts.getRotation());
-    EXPECT_EQ(Xf(Rts()).getRotation(), Q::identity());
-}
-
 TEST(Transform3, ConcatenateAppliesFirstThenSecond) {
     const Xf first(makeRts({1, 0, 0}, {0, 0, 0.5f}, {2, 1, 1}));
     const Xf second(makeRts({0, 3, 0}, {0.4f, 0, 0}, {1, 1, 5}));
@@ -127,16 +116,22 @@ TEST(Transform3, ConcatenateAppliesFirstThenSecond) {
     expectNear(both.getRotation().rotate(dir), viaMatrix / viaMatrix.length());
 }
 
-TEST(Transform3, BinaryFormRoundTrips) {
-    const Xf xf = Xf::concatenate(Xf(makeRts({1, 2, 3}, {0.1f, 0.2f, 0.3f}, {1, 2, 3})),
-                                  Xf(makeRts({-1, 0, 0}, {0, 0.5f, 0}, {2, 2, 2})));
+TEST(Transform3, FromRtsAndBinaryRoundTripKeepMatricesAndRotation) {
+    const Rts rts = makeRts({1, 2, 3}, {0.3f, 0.2f, 0.1f}, {1, 2, 3});
+    const Xf xf(rts);
+    EXPECT_EQ(xf.getMatrix(), rts.getMatrix());
+    EXPECT_EQ(xf.getInverseMatrix(), rts.getInverseMatrix());
+    EXPECT_EQ(xf.getRotation(), rts.getRotation());
+    EXPECT_EQ(Xf(Rts()).getRotation(), Q::identity());
+
+    const Xf both = Xf::concatenate(xf, Xf(makeRts({-1, 0, 0}, {0, 0.5f, 0}, {2, 2, 2})));
     std::array<unsigned char, Xf::kBinarySize> bytes{};
-    xf.writeBinary(bytes.data());
+    both.writeBinary(bytes.data());
     Xf back;
     back.readBinary(bytes.data());
-    EXPECT_EQ(back.getMatrix(), xf.getMatrix());
-    EXPECT_EQ(back.getInverseMatrix(), xf.getInverseMatrix());
-    EXPECT_EQ(back.getRotation(), xf.getRotation());
+    EXPECT_EQ(back.getMatrix(), both.getMatrix());
+    EXPECT_EQ(back.getInverseMatrix(), both.getInverseMatrix());
+    EXPECT_EQ(back.getRotation(), both.getRotation());
 }
 
 }  // namespace
