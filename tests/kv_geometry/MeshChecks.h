@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <map>
 #include <utility>
@@ -36,6 +37,12 @@ inline Topology checkTopology(const Mesh& mesh) {
         if (count != 1 || reverse == directed.end() || reverse->second != 1) ++result.openOrNonManifoldEdges;
     }
     return result;
+}
+
+// Element-wise equality of two arrays.
+template <class T>
+bool sameElements(const Array<T>& a, const Array<T>& b) {
+    return std::ranges::equal(a, b);
 }
 
 }  // namespace kelvar::test
