@@ -12,10 +12,15 @@ namespace {
 using test::HandFilledFluid;
 using test::sameElements;
 
+// Arguments: level, sample on the grid's own resolution, mesh cell size when
+// resampling, close the surface at the field's faces, option, mesh, abort.
+constexpr auto extract = &FreeSurfaceExtractor::extractMesh<MAC_LBM_Fluid3>;
+
 // A walled 32^3 tank in a world box of edge 32, so that one world unit is
-// exactly one cell (a count just under 32^3 keeps 32 cells per axis). A block of liquid rests on the floor: full cells inside,
-// a layer of half-full interface cells on the sides and top, full cells next
-// to them flagged as near the interface.
+// exactly one cell (a count just under 32^3 keeps 32 cells per axis). A block
+// of liquid rests on the floor: full cells inside, a layer of half-full
+// interface cells on the sides and top, full cells next to them flagged as
+// near the interface.
 class RestingBlock : public ::testing::Test {
 protected:
     static constexpr unsigned kN = 32;
@@ -46,14 +51,8 @@ protected:
         }
     }
 
-    static int abortAtOnce() {
-        ++calls;
-        return 1;
-    }
-    static int neverAbort() {
-        ++calls;
-        return 0;
-    }
+    static int abortAtOnce() { ++calls; return 1; }
+    static int neverAbort() { ++calls; return 0; }
 
     // A mesh that must survive a refused extraction.
     static Mesh marker() {
@@ -70,8 +69,7 @@ protected:
 TEST_F(RestingBlock, SurfaceIsClosedAndHoldsTheLiquidVolume) {
     ASSERT_EQ(fluid.getGrid().getNx(), kN);
     Mesh mesh;
-    const unsigned long triangles =
-        FreeSurfaceExtractor::extractMesh<MAC_LBM_Fluid3>(fluid, kSurfaceLevel, true, 1.0f, true, 0, mesh, nullptr);
+    const unsigned long triangles = extract(fluid, kSurfaceLevel, true, 1.0f, true, 0, mesh, nullptr);
     EXPECT_EQ(triangles, mesh.triangleCount());
     ASSERT_GT(triangles, 0u);
     EXPECT_TRUE(kelvar::test::checkTopology(mesh).closedAndConsistent());
@@ -81,22 +79,20 @@ TEST_F(RestingBlock, SurfaceIsClosedAndHoldsTheLiquidVolume) {
 
     // Level 0 takes in the gas sites next to the liquid: one more layer.
     Mesh wrapped;
-    FreeSurfaceExtractor::extractMesh<MAC_LBM_Fluid3>(fluid, 0.0f, true, 1.0f, true, 0, wrapped, nullptr);
+    extract(fluid, 0.0f, true, 1.0f, true, 0, wrapped, nullptr);
     EXPECT_GT(wrapped.volume(), 1.1 * liquidVolume);
     // Option 1 asks the extractor for vertex normals.
     Mesh withNormals;
-    FreeSurfaceExtractor::extractMesh<MAC_LBM_Fluid3>(fluid, kSurfaceLevel, true, 1.0f, true, 1, withNormals, nullptr);
+    extract(fluid, kSurfaceLevel, true, 1.0f, true, 1, withNormals, nullptr);
     EXPECT_NE(withNormals.findAttribute(Mesh::kNormal), nullptr);
 }
 
 TEST_F(RestingBlock, ResamplingAtTheCellSizeReproducesTheDirectSurface) {
     Mesh direct;
     Mesh resampled;
-    const unsigned long a =
-        FreeSurfaceExtractor::extractMesh<MAC_LBM_Fluid3>(fluid, kSurfaceLevel, true, 1.0f, true, 0, direct, nullptr);
+    const unsigned long a = extract(fluid, kSurfaceLevel, true, 1.0f, true, 0, direct, nullptr);
     calls = 0;
-    const unsigned long b = FreeSurfaceExtractor::extractMesh<MAC_LBM_Fluid3>(fluid, kSurfaceLevel, false, 1.0f, true,
-                                                                              0, resampled, &neverAbort);
+    const unsigned long b = extract(fluid, kSurfaceLevel, false, 1.0f, true, 0, resampled, &neverAbort);
     EXPECT_EQ(a, b);
     EXPECT_GE(calls, int(kN * kN * kN));  // once per sample, then per slab of the extractor
     EXPECT_TRUE(sameElements(direct.getVertices(), resampled.getVertices()));
@@ -104,8 +100,7 @@ TEST_F(RestingBlock, ResamplingAtTheCellSizeReproducesTheDirectSurface) {
 
     // Twice as fine: the same liquid, a finer surface.
     Mesh fine;
-    ASSERT_GT(FreeSurfaceExtractor::extractMesh<MAC_LBM_Fluid3>(fluid, kSurfaceLevel, false, 0.5f, true, 0, fine, nullptr),
-              a);
+    ASSERT_GT(extract(fluid, kSurfaceLevel, false, 0.5f, true, 0, fine, nullptr), a);
     EXPECT_TRUE(kelvar::test::checkTopology(fine).closedAndConsistent());
     EXPECT_NEAR(fine.volume(), liquidVolume, 0.05 * liquidVolume);
 }
@@ -113,16 +108,13 @@ TEST_F(RestingBlock, ResamplingAtTheCellSizeReproducesTheDirectSurface) {
 TEST_F(RestingBlock, AbortOrOversizedResamplingReturnsZeroAndKeepsTheMesh) {
     Mesh mesh = marker();
     calls = 0;
-    EXPECT_EQ(FreeSurfaceExtractor::extractMesh<MAC_LBM_Fluid3>(fluid, 0.0f, false, 1.0f, true, 0, mesh, &abortAtOnce),
-              0u);
+    EXPECT_EQ(extract(fluid, 0.0f, false, 1.0f, true, 0, mesh, &abortAtOnce), 0u);
     EXPECT_EQ(calls, 1);
     // 31 cells at 1e-9 per voxel is past 2^32 on every axis; at 1e-3 each
     // axis fits but the whole does not; a zero size divides to infinity.
     calls = 0;
     for (const float size : {1e-9f, 1e-3f, 0.0f})
-        EXPECT_EQ(FreeSurfaceExtractor::extractMesh<MAC_LBM_Fluid3>(fluid, 0.0f, false, size, true, 0, mesh, &neverAbort),
-                  0u)
-            << size;
+        EXPECT_EQ(extract(fluid, 0.0f, false, size, true, 0, mesh, &neverAbort), 0u) << size;
     EXPECT_EQ(calls, 0);
     EXPECT_TRUE(sameElements(mesh.getVertices(), marker().getVertices()));
     EXPECT_EQ(mesh.triangleCount(), 1u);
@@ -134,9 +126,9 @@ TEST(FreeSurfaceSwitches, OpenFacesStayOpenWithoutTheFlag) {
     for (unsigned n = 0; n < 64; ++n) fluid.placeLiquid(n / 16, n / 4 % 4, n % 4, LBM_CELL_INTERFACE, 1.0f);
     fluid.markDirty();
     Mesh mesh;
-    ASSERT_GT(FreeSurfaceExtractor::extractMesh<MAC_LBM_Fluid3>(fluid, 0.0f, true, 1.0f, true, 0, mesh, nullptr), 0u);
+    ASSERT_GT(extract(fluid, 0.0f, true, 1.0f, true, 0, mesh, nullptr), 0u);
     EXPECT_TRUE(kelvar::test::checkTopology(mesh).closedAndConsistent());
-    EXPECT_EQ(FreeSurfaceExtractor::extractMesh<MAC_LBM_Fluid3>(fluid, 0.0f, true, 1.0f, false, 0, mesh, nullptr), 0u);
+    EXPECT_EQ(extract(fluid, 0.0f, true, 1.0f, false, 0, mesh, nullptr), 0u);
 }
 
 }  // namespace

@@ -36,6 +36,10 @@ public:
     void placeSink(unsigned int i, unsigned int j, unsigned int k) { refGrid().at(i, j, k) = acquireSinkCell(); }
 
     void markDirty() { refDirtyFlags().set(VOF_DIRTY); }
+    void rebuildVof() {
+        markDirty();
+        compute_VOF_Field();
+    }
     float value(unsigned int i, unsigned int j, unsigned int k) const { return get_VOF_Field().at(i, j, k); }
 };
 

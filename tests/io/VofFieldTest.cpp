@@ -15,8 +15,7 @@ TEST(VofField, FollowsTheGridAndRebuildsOnlyWhileOutOfDate) {
     HandFilledFluid fluid(4, 5, 6);
     ASSERT_EQ(fluid.getGrid().getNx(), 4u);
     LBM_Q19_MAC_Cell3F& cell = fluid.placeLiquid(1, 1, 1, LBM_CELL_INTERFACE, 0.5f);
-    fluid.markDirty();
-    fluid.compute_VOF_Field();
+    fluid.rebuildVof();
     const ScalarField3<float>& field = fluid.get_VOF_Field();
     EXPECT_EQ(field.getResolution(), (Tuple3<unsigned int>{4, 5, 6}));
     EXPECT_EQ(field.getSpacing(), Vector3<float>(1.0f, 1.0f, 1.0f));
@@ -31,8 +30,7 @@ TEST(VofField, FollowsTheGridAndRebuildsOnlyWhileOutOfDate) {
     cell.setEpsilon(1.0f);
     fluid.compute_VOF_Field();
     EXPECT_EQ(fluid.value(1, 1, 1), kLoneInterface);
-    fluid.markDirty();
-    fluid.compute_VOF_Field();
+    fluid.rebuildVof();
     EXPECT_EQ(fluid.value(1, 1, 1), 0.5f - 1.0f / 27.0f);
 }
 
@@ -41,14 +39,12 @@ TEST(VofField, DeepLiquidIsFlatAndWallsAreGas) {
     const auto& grid = fluid.getGrid();
     for (unsigned n = 0; n < grid.getCount(); ++n)
         fluid.placeLiquid(n / 25, n / 5 % 5, n % 5, LBM_CELL_FLUID, 0.75f);
-    fluid.markDirty();
-    fluid.compute_VOF_Field();
+    fluid.rebuildVof();
     for (float v : fluid.get_VOF_Field().getValues()) ASSERT_EQ(v, -0.5f);
 
     // Walls around a full interior read exactly 0.5 whatever their neighbours.
     fluid.setDomainBoundaryCells();
-    fluid.markDirty();
-    fluid.compute_VOF_Field();
+    fluid.rebuildVof();
     for (unsigned i = 0; i < 5; ++i)
         for (unsigned j = 0; j < 5; ++j)
             for (unsigned k = 0; k < 5; ++k) {
@@ -62,8 +58,7 @@ TEST(VofField, SurfaceSitesAreSmoothedByDistanceOverTwentySeven) {
     fluid.placeLiquid(2, 2, 2, LBM_CELL_INTERFACE, 0.5f);
     fluid.placeGas(3, 2, 2);
     fluid.placeSink(2, 2, 3);
-    fluid.markDirty();
-    fluid.compute_VOF_Field();
+    fluid.rebuildVof();
     EXPECT_EQ(fluid.value(2, 2, 2), kLoneInterface);
     EXPECT_EQ(fluid.value(3, 2, 2), 0.5f);  // an existing gas cell is not smoothed
     // Sites without a cell, and sinks, take the neighbour weighted by distance.
@@ -75,8 +70,7 @@ TEST(VofField, SurfaceSitesAreSmoothedByDistanceOverTwentySeven) {
 
     // A full cell next to the interface counts its own fill and its neighbours'.
     fluid.placeLiquid(2, 1, 2, LBM_CELL_FLUID, 1.0f, MAC_FLAG_NEAR_INTERFACE);
-    fluid.markDirty();
-    fluid.compute_VOF_Field();
+    fluid.rebuildVof();
     EXPECT_EQ(fluid.value(2, 1, 2), 0.5f - (1.0f + 0.5f) / 27.0f);
     EXPECT_EQ(fluid.value(2, 2, 2), 0.5f - (0.5f + 1.0f) / 27.0f);
     EXPECT_EQ(fluid.value(1, 2, 2), 0.5f - (0.5f + 1.0f / std::sqrt(2.0f)) / 27.0f);
@@ -86,8 +80,7 @@ TEST(VofField, ResolutionFactorTakesWholeVoxelsAndLeavesTheRestGas) {
     HandFilledFluid fluid(3, 4, 5);
     fluid.placeLiquid(0, 0, 0, LBM_CELL_FLUID, 1.0f);
     fluid.setVOFResolutionFactor(2.9f);
-    fluid.markDirty();
-    fluid.compute_VOF_Field();
+    fluid.rebuildVof();
     const ScalarField3<float>& field = fluid.get_VOF_Field();
     EXPECT_EQ(field.getResolution(), (Tuple3<unsigned int>{6, 8, 10}));
     EXPECT_EQ(field.getSpacing(), Vector3<float>(1.0f, 1.0f, 1.0f));
@@ -96,8 +89,7 @@ TEST(VofField, ResolutionFactorTakesWholeVoxelsAndLeavesTheRestGas) {
 
     // Below one voxel per cell the field is empty and nothing is read.
     fluid.setVOFResolutionFactor(0.5f);
-    fluid.markDirty();
-    fluid.compute_VOF_Field();
+    fluid.rebuildVof();
     EXPECT_EQ(fluid.get_VOF_Field().voxelCount(), 0u);
 }
 

@@ -22,13 +22,11 @@ TEST(VofFieldThreads, SameFieldForAnyWorkerCount) {
         fluid.placeLiquid(n / 77, n / 11 % 7, n % 11, types[random() % 3], fill(random), flags);
     }
     fluid.setThreads(1);
-    fluid.markDirty();
-    fluid.compute_VOF_Field();
+    fluid.rebuildVof();
     const Array<float> serial = fluid.get_VOF_Field().getValues();
     for (unsigned threads : {2u, 3u, 8u}) {
         fluid.setThreads(threads);
-        fluid.markDirty();
-        fluid.compute_VOF_Field();
+        fluid.rebuildVof();
         EXPECT_TRUE(test::sameElements(fluid.get_VOF_Field().getValues(), serial)) << threads;
     }
 }
