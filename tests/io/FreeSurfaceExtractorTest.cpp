@@ -10,7 +10,7 @@ namespace kelvar::fluid {
 namespace {
 
 using test::HandFilledFluid;
-using test::sameElements;
+using kelvar::test::sameElements;
 
 // Arguments: level, sample on the grid's own resolution, mesh cell size when
 // resampling, close the surface at the field's faces, option, mesh, abort.

@@ -2,8 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-
 #include "kv_fluids_dyn/domain/MAC_LBM_Fluid3.h"
 #include "kv_fluids_dyn/lattice/LBM_CellType.h"
 #include "kv_fluids_dyn/lattice/LBM_MAC_Cell3Flags.h"
@@ -42,11 +40,5 @@ public:
     }
     float value(unsigned int i, unsigned int j, unsigned int k) const { return get_VOF_Field().at(i, j, k); }
 };
-
-// Element-wise equality of two arrays of equal length.
-template <class T>
-bool sameElements(const Array<T>& a, const Array<T>& b) {
-    return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin());
-}
 
 }  // namespace kelvar::fluid::test

@@ -3,6 +3,7 @@
 #include <random>
 
 #include "HandFilledFluid.h"
+#include "MeshChecks.h"
 
 namespace kelvar::fluid {
 namespace {
@@ -27,7 +28,7 @@ TEST(VofFieldThreads, SameFieldForAnyWorkerCount) {
     for (unsigned threads : {2u, 3u, 8u}) {
         fluid.setThreads(threads);
         fluid.rebuildVof();
-        EXPECT_TRUE(test::sameElements(fluid.get_VOF_Field().getValues(), serial)) << threads;
+        EXPECT_TRUE(kelvar::test::sameElements(fluid.get_VOF_Field().getValues(), serial)) << threads;
     }
 }
 
