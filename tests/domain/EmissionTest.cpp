@@ -87,14 +87,12 @@ TEST(DomainEmission, ParticlesTakePooledVelocityAndGeneratorJitter) {
     EXPECT_EQ(pooled->getVelocity(), Vector3<float>());
 
     KV_Combo combo(11);
-    const float dz = combo.nextUnit() * 1.98f - 0.99f;
-    const float dy = combo.nextUnit() * 1.98f - 0.99f;
-    const float dx = combo.nextUnit() * 1.98f - 0.99f;
+    const auto offset = [&] { return jitter * (combo.nextUnit() * 1.98f - 0.99f) * 0.25f; };
+    const float dz = offset(), dy = offset(), dx = offset();
     const Vector3<float> low = scene.fluid.getGrid().getBox().min + Vector3<float>(2.25f, 1.25f, 3.25f);
     const MAC_Particle3& first = *scene.fluid.get_MAC_ParticleSystem().getParticlesArray()[0];
     EXPECT_EQ(first.velocity, Vector3<float>(0.5f, 0.25f, -0.125f));
-    EXPECT_EQ(first.position, Vector3<float>(low.x + jitter * dx * 0.25f, low.y + jitter * dy * 0.25f,
-                                             low.z + jitter * dz * 0.25f));
+    EXPECT_EQ(first.position, low + Vector3<float>(dx, dy, dz));
 }
 
 // Scaling a draw multiplies by the reciprocal of 2^32 - 1; the float must be

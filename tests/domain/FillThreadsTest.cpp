@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
-#include <cstddef>
+#include <algorithm>
+#include <tuple>
 #include <vector>
 
 #include "DomainTestSupport.h"
@@ -23,15 +24,12 @@ struct FilledState {
         for (const MAC_Particle3* p : fluid.get_MAC_ParticleSystem().getParticlesArray()) particles.push_back(*p);
     }
     bool operator==(const FilledState& o) const {
-        if (types != o.types || particles.size() != o.particles.size()) return false;
-        for (std::size_t n = 0; n < particles.size(); ++n) {
-            const MAC_Particle3& a = particles[n];
-            const MAC_Particle3& b = o.particles[n];
-            if (a.id != b.id || a.position != b.position || a.velocity != b.velocity || a.uv != b.uv ||
-                a.sourceId != b.sourceId)
-                return false;
-        }
-        return true;
+        const auto same = [](const MAC_Particle3& a, const MAC_Particle3& b) {
+            return std::tie(a.id, a.position, a.velocity, a.uv, a.sourceId) ==
+                   std::tie(b.id, b.position, b.velocity, b.uv, b.sourceId);
+        };
+        return types == o.types &&
+               std::equal(particles.begin(), particles.end(), o.particles.begin(), o.particles.end(), same);
     }
     std::vector<unsigned char> types;
     std::vector<MAC_Particle3> particles;
