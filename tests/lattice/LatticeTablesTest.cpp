@@ -106,14 +106,3 @@ TEST(LatticeTables, FreeSlipRowsDescribeDiagonalsAlongWalls) {
     }
     EXPECT_EQ(pairs.size(), 12u);
 }
-
-TEST(LatticeTables, CellsHandOutTheSingletons) {
-    const LBM_Q19_MAC_Cell3F a;
-    const LBM_Q19_Cell3<float>& b = LBM_Q19_MAC_Cell3F();
-    EXPECT_EQ(&a.getShifter(), LBM_Q19_Cell3Shifter::instance());
-    EXPECT_EQ(&a.getOppositeIndices(), LBM_Q19_Cell3OppositeIndices::instance());
-    EXPECT_EQ(&a.getStreamIndices(), LBM_Q19_Cell3StreamIndices::instance());
-    EXPECT_EQ(&a.getStreamFreeSlipTable(), LBM_Q19_Cell3StreamFreeSlipTable::instance());
-    EXPECT_EQ(&a.getMirrorIndices(), LBM_Q19_Cell3MirrorIndices::instance());
-    EXPECT_EQ(&a.getWeights(), &b.getWeights());
-}

@@ -17,12 +17,8 @@ inline float fromBits(uint32_t b) { return std::bit_cast<float>(b); }
 // reachable from the tests.
 struct ProbeCell : LBM_Q19_MAC_Cell3F {
     using LBM_Q19_Cell3<float>::collisionBGK;
-    using LBM_Q19_Cell3<float>::collisionRLB;
     using LBM_Q19_Cell3<float>::collisionRLBSmag;
 
-    void setPdfs(const float (&values)[kQ]) {
-        for (unsigned i = 0; i < kQ; ++i) setPdfAt(i, values[i]);
-    }
     float sumOfSlots() const {
         float sum = 0.0f;
         for (unsigned i = 0; i < kQ; ++i) sum += getPdfAt(i);
