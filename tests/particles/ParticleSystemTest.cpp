@@ -57,9 +57,7 @@ TEST(ParticleSystem, IdsCountUpFromEmptyAndRestartAfterClear) {
     EXPECT_EQ(pool.addParticle().id, 3u) << "ids are not reused before clear";
 
     pool.clear();
-    EXPECT_EQ(pool.getParticlesCount(), 0u);
-    EXPECT_EQ(pool.chunks(), 0u);
-    EXPECT_TRUE(pool.dirty());
+    EXPECT_TRUE(pool.getParticlesCount() == 0u && pool.chunks() == 0u && pool.dirty());
     EXPECT_EQ(pool.addParticle().id, 0u);
     addMany(pool, kChunk + 5);  // fresh chunk records after the pool reset
     EXPECT_EQ(pool.chunks(), 2u);
@@ -72,8 +70,7 @@ TEST(ParticleSystem, SecondChunkOpensAtParticle8193) {
     EXPECT_EQ(pool.chunks(), 1u);
     pool.addParticle().position.x = float(kChunk);
     ASSERT_EQ(pool.chunks(), 2u);
-    EXPECT_EQ(pool.first()->prev, pool.last());
-    EXPECT_EQ(pool.last()->next, pool.first());
+    EXPECT_TRUE(pool.first()->prev == pool.last() && pool.last()->next == pool.first());
     EXPECT_EQ(pool.last()->entries.size(), 1u);
     EXPECT_EQ(pool.find(kChunk).position.x, float(kChunk));
 
@@ -110,13 +107,11 @@ TEST(ParticleSystem, EmptiedChunkLeavesTheList) {
     addMany(pool, kChunk + 10);
     for (uint32_t id = 0; id < kChunk; ++id) ASSERT_TRUE(pool.remove(id));
     EXPECT_EQ(pool.chunks(), 1u);
-    EXPECT_EQ(pool.first()->minId, kChunk);
-    EXPECT_EQ(pool.first()->maxId, kChunk + 9);
+    EXPECT_TRUE(pool.first()->minId == kChunk && pool.first()->maxId == kChunk + 9);
 
     EXPECT_TRUE(pool.remove(kChunk + 3));
     EXPECT_FALSE(pool.remove(kChunk + 3));
-    EXPECT_EQ(pool.find(kChunk + 3).id, kMissing);
-    EXPECT_EQ(pool.find(kChunk + 3).sourceId, 0xFFFF);
+    EXPECT_TRUE(pool.find(kChunk + 3).id == kMissing && pool.find(kChunk + 3).sourceId == 0xFFFF);
     EXPECT_EQ(pool.addParticle().id, kChunk + 10);
     EXPECT_EQ(pool.chunks(), 1u) << "the remaining chunk still had room";
 }
@@ -129,10 +124,10 @@ TEST(ParticleSystem, FullChunkReusesItsFirstReleasedSlot) {
     MAC_Particle3& reused = pool.addParticle();
     EXPECT_EQ(&reused, &pool.first()->entries[300].particle);
     EXPECT_EQ(reused.position.x, 300.0f) << "addParticle() leaves the slot's old fields";
-    pool.addParticle();
-    EXPECT_EQ(pool.chunks(), 2u);
-    pool.addParticle();
-    EXPECT_EQ(pool.chunks(), 3u);
+    for (uint32_t chunks : {2u, 3u}) {
+        pool.addParticle();
+        EXPECT_EQ(pool.chunks(), chunks);
+    }
     // The reused slots broke the first chunk's order; a lookup restores it.
     EXPECT_EQ(pool.find(2 * kChunk + 1).id, 2 * kChunk + 1);
     EXPECT_EQ(pool.first()->entries.back().particle.id, 2 * kChunk + 1);
@@ -147,10 +142,8 @@ TEST(ParticleSystem, BatchRemoveStopsTidyingAtTheFirstEmptiedChunk) {
 
     // Chunk 0 left the list and the walk ended there: chunk 2 stays, empty,
     // with its old id range.
-    EXPECT_EQ(pool.chunks(), 2u);
-    EXPECT_EQ(pool.getParticlesCount(), kChunk);
-    EXPECT_EQ(pool.last()->minId, 2 * kChunk);
-    EXPECT_EQ(pool.last()->maxId, 3 * kChunk - 1);
+    EXPECT_TRUE(pool.chunks() == 2u && pool.getParticlesCount() == kChunk);
+    EXPECT_TRUE(pool.last()->minId == 2 * kChunk && pool.last()->maxId == 3 * kChunk - 1);
     EXPECT_EQ(idsInIterationOrder(pool).front(), kChunk);
 
     // The empty chunk is still used: the next particle lands in its slot 0.
@@ -159,8 +152,7 @@ TEST(ParticleSystem, BatchRemoveStopsTidyingAtTheFirstEmptiedChunk) {
 
     // Emptying chunk 1 unlinks it; the walk ends before the last chunk.
     ASSERT_TRUE(pool.remove(idRange(kChunk, 2 * kChunk)));
-    EXPECT_EQ(pool.chunks(), 1u);
-    EXPECT_EQ(pool.getParticlesCount(), 1u);
+    EXPECT_TRUE(pool.chunks() == 1u && pool.getParticlesCount() == 1u);
     EXPECT_EQ(pool.first()->minId, 2 * kChunk) << "range behind the walk's end is kept";
 }
 
@@ -173,10 +165,8 @@ TEST(ParticleSystem, BatchRemoveResults) {
     EXPECT_FALSE(pool.remove(Array<unsigned int>{4, 5}));
     EXPECT_FALSE(pool.dirty()) << "a batch that removed nothing keeps the cache";
 
-    EXPECT_FALSE(pool.remove(Array<unsigned int>{6, 4, 19}));
-    EXPECT_TRUE(pool.dirty());
-    EXPECT_EQ(pool.getParticlesCount(), 16u);
-    EXPECT_EQ(pool.find(19).id, kMissing);
+    EXPECT_FALSE(pool.remove(Array<unsigned int>{6, 4, 19})) << "4 was already gone";
+    EXPECT_TRUE(pool.dirty() && pool.getParticlesCount() == 16u && pool.find(19).id == kMissing);
 }
 
 TEST(ParticleSystem, LookupSortsLazilyAndTheCacheFollows) {
@@ -198,9 +188,7 @@ TEST(ParticleSystem, AddSafeOverwritesAnExistingId) {
     Pool pool;
     addMany(pool, 3);
     MAC_Particle3& overwritten = pool.addParticleSafe(particleWithId(1, 7.0f));
-    EXPECT_EQ(&overwritten, &pool.find(1));
-    EXPECT_EQ(overwritten.position.x, 7.0f);
-    EXPECT_EQ(pool.getParticlesCount(), 3u);
+    EXPECT_TRUE(&overwritten == &pool.find(1) && overwritten.position.x == 7.0f && pool.getParticlesCount() == 3u);
     EXPECT_EQ(pool.addParticleSafe(particleWithId(40)).id, 40u);
     EXPECT_EQ(pool.getParticlesCount(), 4u);
     EXPECT_EQ(pool.addParticle().id, 3u) << "adding a given id leaves the counter";
@@ -241,8 +229,7 @@ TEST(ParticleSystem, CopyIsAViewAndAssignmentCopiesOnlyCounters) {
     MAC_ParticleSystem3 target;
     target.addParticle();
     target = source;
-    EXPECT_EQ(target.getParticlesCount(), 5u);
-    EXPECT_EQ(target.getLastUsedId(), 5u);
+    EXPECT_TRUE(target.getParticlesCount() == 5u && target.getLastUsedId() == 5u);
     EXPECT_EQ(target.getParticlesArray()[0], sourceArray[0]);
     EXPECT_EQ(target.find(3).id, kMissing) << "the target keeps its own chunks";
 }
