@@ -21,7 +21,9 @@ struct Forcing {
         fluid.setUnitFactors(0.01f, 0.05f, 0.125f);
     }
     Vector3<float> at(unsigned i, unsigned j, unsigned k) const { return test::liquidAt(fluid, i, j, k).getForce(); }
-    Vector3<float> grid(float x, float y, float z) const { return fluid.getGrid().getBox().min + Vector3<float>(x, y, z); }
+    Vector3<float> grid(float x, float y, float z) const {
+        return fluid.getGrid().getBox().min + Vector3<float>(x, y, z);
+    }
 
     MAC_LBM_Fluid3 fluid;
 };

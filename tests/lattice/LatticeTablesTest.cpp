@@ -55,7 +55,8 @@ TEST(LatticeTables, DirectionsWeightsAndOpposites) {
 
 TEST(LatticeTables, StreamIndicesAndOppositesCoverEveryLinkOnce) {
     const LBM_Cell3StreamIndices& stream = *LBM_Q19_Cell3StreamIndices::instance();
-    EXPECT_EQ(static_cast<const std::vector<unsigned>&>(stream), (std::vector<unsigned>{1, 2, 5, 7, 8, 11, 12, 15, 16}));
+    EXPECT_EQ(static_cast<const std::vector<unsigned>&>(stream),
+              (std::vector<unsigned>{1, 2, 5, 7, 8, 11, 12, 15, 16}));
     std::multiset<unsigned> covered;
     for (unsigned s : stream) {
         covered.insert({s, kOpp[s]});

@@ -2,12 +2,8 @@
 
 #include "kv_fluids_dyn/particles/MAC_ParticleSystem3.h"
 
+namespace kelvar::fluid {
 namespace {
-
-using kelvar::Vector2;
-using kelvar::Vector3;
-using kelvar::fluid::MAC_Particle3;
-using kelvar::fluid::MAC_ParticleSystem3;
 
 // createParticle numbers from the counter and stores every field in its
 // place; removing every particle restarts the ids but keeps the speeds.
@@ -53,3 +49,4 @@ TEST(MAC_ParticleSystem3, IntegrationNarrowsTheStepFirst) {
 }
 
 }  // namespace
+}  // namespace kelvar::fluid

@@ -4,17 +4,8 @@
 
 #include "kv_fluids_dyn/particles/MAC_ParticleSystemFilter.h"
 
+namespace kelvar::fluid {
 namespace {
-
-using kelvar::ArrayOfPtr;
-using kelvar::KV_NO;
-using kelvar::Obb3;
-using kelvar::ScalarField3;
-using kelvar::Tuple3;
-using kelvar::Vector3;
-using kelvar::fluid::MAC_Particle3;
-using kelvar::fluid::MAC_ParticleSystem3;
-using kelvar::fluid::MAC_ParticleSystemFilter;
 
 // 8^3 voxels of spacing 1 centred on the origin (box -3.5..3.5) whose value
 // rises linearly with y from 0 to 1: 0.5 at y = 0, gradient along +y.
@@ -102,3 +93,4 @@ TEST_F(Filtering, LevelBoxAndFieldBounds) {
 }
 
 }  // namespace
+}  // namespace kelvar::fluid

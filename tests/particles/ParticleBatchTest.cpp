@@ -6,12 +6,8 @@
 
 #include "kv_fluids_dyn/particles/MAC_ParticleSystem3.h"
 
+namespace kelvar::fluid {
 namespace {
-
-using kelvar::Array;
-using kelvar::ParticleBatch;
-using kelvar::fluid::MAC_Particle3;
-using kelvar::fluid::MAC_ParticleSystem3;
 
 // The same history of adds and removes on any system: three chunks and a
 // half, then every third particle of the first two chunks and all of the
@@ -94,3 +90,4 @@ TEST(ParticleBatch, TakesTheSlotsOfSingleAddsAndFillsFromManyThreads) {
 }
 
 }  // namespace
+}  // namespace kelvar::fluid

@@ -7,11 +7,8 @@
 
 #include "kv_fluids_dyn/particles/MAC_ParticleSystem3.h"
 
+namespace kelvar::fluid {
 namespace {
-
-using kelvar::Array;
-using kelvar::fluid::MAC_Particle3;
-using kelvar::fluid::MAC_ParticleSystem3;
 
 // Random adds (counter ids and given ids in random order), single and batch
 // removes against a plain set of live ids: every lookup, removal result and
@@ -91,3 +88,4 @@ TEST(ParticleSystemChurn, LookupsAgreeWithTheLiveSet) {
 }
 
 }  // namespace
+}  // namespace kelvar::fluid

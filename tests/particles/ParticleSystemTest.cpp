@@ -7,11 +7,8 @@
 
 #include "kv_fluids_dyn/particles/MAC_ParticleSystem3.h"
 
+namespace kelvar::fluid {
 namespace {
-
-using kelvar::Array;
-using kelvar::fluid::MAC_Particle3;
-using kelvar::fluid::MAC_ParticleSystem3;
 
 constexpr uint32_t kChunk = 8192;
 constexpr uint32_t kMissing = 0xFFFFFFFFu;
@@ -235,3 +232,4 @@ TEST(ParticleSystem, CopyIsAViewAndAssignmentCopiesOnlyCounters) {
 }
 
 }  // namespace
+}  // namespace kelvar::fluid

@@ -9,17 +9,8 @@
 #include "kv_basic/Tuple.h"
 #include "kv_fluids_dyn/solver/RunParallel.h"
 
+namespace kelvar::fluid {
 namespace {
-
-using kelvar::Array;
-using kelvar::ArrayOfPtr;
-using kelvar::KV_NO;
-using kelvar::Tuple3;
-using kelvar::fluid::runParallel;
-using kelvar::fluid::runParallelIndices;
-using kelvar::fluid::runParallelRanges;
-using kelvar::fluid::splitWork;
-using kelvar::fluid::WorkRange;
 
 constexpr uint32_t kUnset = 0xFFFFFFFFu;
 
@@ -148,3 +139,4 @@ TEST(RunParallel, IndependentLaunchersAndNestedPassesDoNotBlockEachOther) {
 }
 
 }  // namespace
+}  // namespace kelvar::fluid

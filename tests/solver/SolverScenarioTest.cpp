@@ -26,7 +26,8 @@ TEST(SolverScenario, FallingBlockReachesTheFloorAndSpreads) {
         const auto& grid = fluid.getGrid();
         for (uint32_t index = 0; index < grid.getCount(); ++index) {
             const LBM_Cell3<float>* c = grid.at(index);
-            if (c != nullptr && c->isFluid()) lowestCellY = std::min(lowestCellY, (index % grid.getStride()) / grid.getNz());
+            if (c != nullptr && c->isFluid())
+                lowestCellY = std::min(lowestCellY, (index % grid.getStride()) / grid.getNz());
         }
     }
     const LiquidStats after = liquidStats(fluid);

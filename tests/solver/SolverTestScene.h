@@ -154,7 +154,8 @@ inline LiquidStats liquidStats(const MAC_LBM_Fluid3& fluid) {
         stats.densitySum += cell->getDensity();
         const Vector3<float>& u = cell->getVelocity();
         stats.maxSpeed = std::max(stats.maxSpeed, std::sqrt(u.dot(u)));
-        for (unsigned i = 0; i < q19::kDirectionCount; ++i) stats.finite = stats.finite && std::isfinite(cell->getPdfAt(i));
+        for (unsigned i = 0; i < q19::kDirectionCount; ++i)
+            stats.finite = stats.finite && std::isfinite(cell->getPdfAt(i));
         stats.finite = stats.finite && std::isfinite(cell->getMass()) && std::isfinite(cell->getDensity());
         weightedY += double((index % grid.getStride()) / grid.getNz());
     }
@@ -196,7 +197,8 @@ inline uint64_t hashState(const MAC_LBM_Fluid3& fluid) {
     // so that the hash only sees the particles themselves.
     const auto& particles = fluid.get_MAC_ParticleSystem().getParticlesArray();
     std::vector<const MAC_Particle3*> sorted(particles.begin(), particles.end());
-    std::sort(sorted.begin(), sorted.end(), [](const MAC_Particle3* a, const MAC_Particle3* b) { return a->id < b->id; });
+    std::sort(sorted.begin(), sorted.end(),
+              [](const MAC_Particle3* a, const MAC_Particle3* b) { return a->id < b->id; });
     for (const MAC_Particle3* p : sorted) {
         add(p->id);
         for (float v : {p->position.x, p->position.y, p->position.z, p->velocity.x, p->velocity.y, p->velocity.z})
