@@ -46,21 +46,14 @@ TEST(DomainWalls, EveryFaceCellWalledOnceAndNoneInside) {
     }
 }
 
-class DomainNeighbours : public ::testing::Test {
-protected:
-    void SetUp() override {
-        sizeGrid(fluid, 3, 4, 5);
-        for (unsigned n = 0; n < fluid.getGrid().getCount(); ++n) fluid.refGrid().at(n) = &cells[n];
-    }
-    LBM_Cell3<float>* cellAt(int i, int j, int k) { return fluid.refGrid().at(unsigned(i), unsigned(j), unsigned(k)); }
-
-    MAC_LBM_Fluid3 fluid;
-    LBM_Cell3<float> cells[60];
-};
-
 // Every form gives the cell along each lattice direction in order, null past
 // the grid's faces (never wrapped), at an interior site and at both corners.
-TEST_F(DomainNeighbours, LatticeOrderEveryFormAndNullPastTheFaces) {
+TEST(DomainNeighbours, LatticeOrderEveryFormAndNullPastTheFaces) {
+    MAC_LBM_Fluid3 fluid;
+    LBM_Cell3<float> cells[60];
+    sizeGrid(fluid, 3, 4, 5);
+    for (unsigned n = 0; n < 60; ++n) fluid.refGrid().at(n) = &cells[n];
+    const auto cellAt = [&](int i, int j, int k) { return fluid.getGrid().at(unsigned(i), unsigned(j), unsigned(k)); };
     for (const Tuple3<int>& p : {Tuple3<int>{1, 2, 2}, Tuple3<int>{0, 0, 0}, Tuple3<int>{2, 3, 4}}) {
         const Tuple3<unsigned int> site{unsigned(p.first), unsigned(p.second), unsigned(p.third)};
         MAC_LBM_Fluid3::NeighborArray out(18), byIndex(18), byTuple(18);
