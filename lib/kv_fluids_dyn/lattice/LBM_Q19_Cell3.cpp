@@ -3,6 +3,7 @@
 #include <array>
 #include <cmath>
 #include <cstddef>
+#include <type_traits>
 #include <utility>
 
 #include "kv_fluids_dyn/lattice/LBM_Q19_Cell3MirrorIndices.h"
@@ -12,6 +13,7 @@
 #include "kv_fluids_dyn/lattice/LBM_Q19_Cell3StreamIndices.h"
 #include "kv_fluids_dyn/lattice/LBM_Q19_Cell3Weights.h"
 #include "kv_fluids_dyn/lattice/LBM_Q19_SparseMoment.h"
+#include "kv_math/Float4.h"
 
 namespace kelvar::fluid {
 
@@ -45,7 +47,9 @@ constexpr float kTauOffset = 0.5f;
 
 constexpr unsigned int kDim = 3;
 constexpr unsigned int kTensorSize = kDim * kDim;
-using Tensor = std::array<float, kTensorSize>;
+template <class F>
+using TensorOf = std::array<F, kTensorSize>;
+using Tensor = TensorOf<float>;
 
 // Q_i = c_i c_i^T - (1/3) I for every direction, row-major.
 constexpr std::array<Tensor, kDirectionCount> makeQ() {
@@ -62,7 +66,9 @@ constexpr std::array<Tensor, kDirectionCount> kQ = makeQ();
 
 // The same entries grouped by tensor entry, so that the contractions of all
 // 19 directions run side by side.
-using PerDirection = std::array<float, kDirectionCount>;
+template <class F>
+using PerDirectionOf = std::array<F, kDirectionCount>;
+using PerDirection = PerDirectionOf<float>;
 constexpr std::array<PerDirection, kTensorSize> makeQByEntry() {
     std::array<PerDirection, kTensorSize> q{};
     for (unsigned int k = 0; k < kTensorSize; ++k)
@@ -97,50 +103,53 @@ inline void contractEachDirection(const Tensor& a, PerDirection& out) {
 // the others, gives the same bits whenever the other factors are finite.
 // The callers check that and fall back to the dense sums otherwise.
 
+// The sparse forms are templates over the number type F: float, or Float4
+// for four cells side by side (float's arithmetic per lane, same bits).
+
 // Adds Q_I[K] a[K] unless Q_I[K] is 0.
-template <unsigned int I, unsigned int K>
-inline void addQTerm(float& sum, const Tensor& a) {
+template <unsigned int I, unsigned int K, class F>
+inline void addQTerm(F& sum, const TensorOf<F>& a) {
     if constexpr (kQ[I][K] != 0.0f) sum += kQ[I][K] * a[K];
 }
 
 // Q_I : A, the nonzero products in row-major order.
-template <unsigned int I, std::size_t... K>
-inline float contractSparse(const Tensor& a, std::index_sequence<K...>) {
-    float sum = 0.0f;
+template <unsigned int I, class F, std::size_t... K>
+inline F contractSparse(const TensorOf<F>& a, std::index_sequence<K...>) {
+    F sum = 0.0f;
     (addQTerm<I, unsigned(K)>(sum, a), ...);
     return sum;
 }
 
-template <std::size_t... I>
-inline void contractEachDirectionSparse(const Tensor& a, PerDirection& out, std::index_sequence<I...>) {
+template <class F, std::size_t... I>
+inline void contractEachDirectionSparse(const TensorOf<F>& a, PerDirectionOf<F>& out, std::index_sequence<I...>) {
     ((out[I] = contractSparse<unsigned(I)>(a, std::make_index_sequence<kTensorSize>())), ...);
 }
 
 // Entry K of sum_i Q_i f_i, the nonzero products in direction order.
-template <unsigned int K, unsigned int I>
-inline void addStressTerm(float& sum, const float* f) {
+template <unsigned int K, unsigned int I, class F>
+inline void addStressTerm(F& sum, const F* f) {
     if constexpr (kQ[I][K] != 0.0f) sum += kQ[I][K] * f[I];
 }
 
-template <unsigned int K, std::size_t... I>
-inline float stressEntrySparse(const float* f, std::index_sequence<I...>) {
-    float sum = 0.0f;
+template <unsigned int K, class F, std::size_t... I>
+inline F stressEntrySparse(const F* f, std::index_sequence<I...>) {
+    F sum = 0.0f;
     (addStressTerm<K, unsigned(I)>(sum, f), ...);
     return sum;
 }
 
-template <std::size_t... K>
-inline void stressSparse(const float* f, Tensor& pi, std::index_sequence<K...>) {
+template <class F, std::size_t... K>
+inline void stressSparse(const F* f, TensorOf<F>& pi, std::index_sequence<K...>) {
     ((pi[K] = stressEntrySparse<unsigned(K)>(f, std::make_index_sequence<kDirectionCount>())), ...);
 }
 
 // (c_x v_x + c_y v_y) + c_z v_z of direction I without the zero products.
 // It only ever enters as 3 cv + 1, where a +0 and a -0 give the same 1, so
 // the sign a dropped zero product might have given a zero result is moot.
-template <unsigned int I>
-inline float projectSparse(const Vector3<float>& v) {
+template <unsigned int I, class F>
+inline F projectSparse(const Vector3<F>& v) {
     constexpr int cx = q19::kDirection[I][0], cy = q19::kDirection[I][1], cz = q19::kDirection[I][2];
-    float sum = 0.0f;
+    F sum = 0.0f;
     bool any = false;
     if constexpr (cx != 0) {
         sum = float(cx) * v.x;
@@ -154,8 +163,8 @@ inline float projectSparse(const Vector3<float>& v) {
     return sum;
 }
 
-template <std::size_t... I>
-inline void projectEachDirectionSparse(const Vector3<float>& v, PerDirection& out, std::index_sequence<I...>) {
+template <class F, std::size_t... I>
+inline void projectEachDirectionSparse(const Vector3<F>& v, PerDirectionOf<F>& out, std::index_sequence<I...>) {
     ((out[I] = projectSparse<unsigned(I)>(v)), ...);
 }
 
@@ -387,64 +396,110 @@ void relaxRegularisedDense(float* pdfs, const Vector3<float>& force, const float
     }
 }
 
+// Which lanes passed the finiteness check of the sparse collision: a bool
+// for one cell, a mask of lanes for four.
+inline bool finiteLanes(const float& finite, const float& s2) {
+    return finite == 0.0f && s2 - s2 == 0.0f;
+}
+inline unsigned int finiteLanes(const Float4& finite, const Float4& s2) {
+    return finite.zeroLanes() & (s2 - s2).zeroLanes();
+}
+
 // The same collision with the zero products of the sums left out, which
 // gives the same bits as long as the distributions, the velocities and the
 // stress are finite. All 19 non-equilibrium parts being finite implies the
 // distributions, u u^T and the forced velocity are (a non-finite one would
 // reach an axis direction's equilibrium), and a finite s2, a sum of squares
-// since Pi is symmetric, implies Pi is. Returns false, with the
-// distributions untouched, when that check fails.
-bool relaxRegularisedSparse(float* pdfs, const Vector3<float>& force, const float& nu, float& density,
-                            Vector3<float>& velocity) {
+// since Pi is symmetric, implies Pi is. Returns which lanes passed that
+// check (for float: whether the cell did); the distributions of a lane that
+// failed are left untouched for float and are meaningless for Float4.
+template <class F>
+auto relaxRegularisedSparse(F* pdfs, const Vector3<F>& force, const F& nu, F& density, Vector3<F>& velocity) {
+    using std::sqrt;
     constexpr auto directions = std::make_index_sequence<kDirectionCount>();
     constexpr auto entries = std::make_index_sequence<kTensorSize>();
-    float rho = 0.0f;
+    F rho = 0.0f;
     for (unsigned int i = 0; i < kDirectionCount; ++i) rho += pdfs[i];
-    const Vector3<float> j = q19::sparseFirstMoment(pdfs);
-    const Vector3<float> u = j / rho;
+    const Vector3<F> j = q19::sparseFirstMoment(pdfs);
+    const Vector3<F> u = j / rho;
     density = rho;
     velocity = u;
 
-    Tensor uu;
+    TensorOf<F> uu;
     for (unsigned int a = 0; a < kDim; ++a)
         for (unsigned int b = 0; b < kDim; ++b) uu[a * kDim + b] = u[a] * u[b];
-    const Vector3<float> v = u + force;
+    const Vector3<F> v = u + force;
 
-    PerDirection qu;
+    PerDirectionOf<F> qu;
     contractEachDirectionSparse(uu, qu, directions);
-    PerDirection cv;
+    PerDirectionOf<F> cv;
     projectEachDirectionSparse(v, cv, directions);
-    float feq[kDirectionCount];
-    float fneq[kDirectionCount];
-    float finite = 0.0f;
+    F feq[kDirectionCount];
+    F fneq[kDirectionCount];
+    F finite = 0.0f;
     for (unsigned int i = 0; i < kDirectionCount; ++i) {
-        const float bracket = (cv[i] * kFeqLinear + 1.0f) + kRegularisedQuadratic * qu[i];
+        const F bracket = (cv[i] * kFeqLinear + 1.0f) + kRegularisedQuadratic * qu[i];
         feq[i] = kWeight[i] * rho * bracket;
         fneq[i] = pdfs[i] - feq[i];
         // x - x is 0 for a finite x and NaN otherwise.
         finite += fneq[i] - fneq[i];
     }
-    Tensor pi;
+    TensorOf<F> pi;
     stressSparse(fneq, pi, entries);
 
-    float s2 = 0.0f;
+    F s2 = 0.0f;
     for (unsigned int a = 0; a < kDim; ++a)
         for (unsigned int b = 0; b < kDim; ++b) s2 += pi[a * kDim + b] * pi[b * kDim + a];
-    if (!(finite == 0.0f && s2 - s2 == 0.0f)) return false;
-    const float normPi = std::sqrt(s2);
-    const float strain = (std::sqrt(normPi * kSmagorinskyStressScale + nu * nu) - nu) * kSmagorinskyStrainScale;
-    const float nuEff = strain * kSmagorinskyCs2 + nu;
-    const float tau = nuEff * kViscosityToTau + kTauOffset;
-    const float omega = 1.0f / tau;
+    const auto passed = finiteLanes(finite, s2);
+    if (!passed) return passed;
+    const F normPi = sqrt(s2);
+    const F strain = (sqrt(normPi * kSmagorinskyStressScale + nu * nu) - nu) * kSmagorinskyStrainScale;
+    const F nuEff = strain * kSmagorinskyCs2 + nu;
+    const F tau = nuEff * kViscosityToTau + kTauOffset;
+    const F omega = 1.0f / tau;
 
-    PerDirection qpi;
+    PerDirectionOf<F> qpi;
     contractEachDirectionSparse(pi, qpi, directions);
-    const float keep = 1.0f - omega;
+    const F keep = 1.0f - omega;
     for (unsigned int i = 0; i < kDirectionCount; ++i) {
-        const float f1 = kWeight[i] * kFeqQuadratic * qpi[i];
+        const F f1 = kWeight[i] * kFeqQuadratic * qpi[i];
         pdfs[i] = keep * f1 + feq[i];
     }
-    return true;
+    return passed;
+}
+
+// Slots of four cells as 19 lanes of four, and back: lane c of direction i
+// is cell c's slot i. The first sixteen slots go through 4 x 4 transposes.
+constexpr unsigned int kTransposed = 16;
+
+void gatherLanes(float* const (&slots)[4], Float4 (&lanes)[kDirectionCount]) {
+    for (unsigned int i = 0; i < kTransposed; i += 4) {
+        Float4 rows[4] = {Float4::load(slots[0] + i), Float4::load(slots[1] + i), Float4::load(slots[2] + i),
+                          Float4::load(slots[3] + i)};
+        Float4::transpose(rows[0], rows[1], rows[2], rows[3]);
+        for (unsigned int k = 0; k < 4; ++k) lanes[i + k] = rows[k];
+    }
+    for (unsigned int i = kTransposed; i < kDirectionCount; ++i)
+        lanes[i] = Float4(slots[0][i], slots[1][i], slots[2][i], slots[3][i]);
+}
+
+void scatterLanes(const Float4 (&lanes)[kDirectionCount], float* const (&slots)[4]) {
+    for (unsigned int i = 0; i < kTransposed; i += 4) {
+        Float4 rows[4] = {lanes[i], lanes[i + 1], lanes[i + 2], lanes[i + 3]};
+        Float4::transpose(rows[0], rows[1], rows[2], rows[3]);
+        for (unsigned int c = 0; c < 4; ++c) rows[c].store(slots[c] + i);
+    }
+    for (unsigned int i = kTransposed; i < kDirectionCount; ++i) {
+        float column[4];
+        lanes[i].store(column);
+        for (unsigned int c = 0; c < 4; ++c) slots[c][i] = column[c];
+    }
+}
+
+float laneOf(const Float4& x, const unsigned int& c) {
+    float column[4];
+    x.store(column);
+    return column[c];
 }
 
 }  // namespace
@@ -455,6 +510,42 @@ void LBM_Q19_Cell3<T>::collisionRLBSmag(const T& nu) {
     for (const unsigned int s : q19::kStreamIndex) std::swap(pdfs[s], pdfs[kOpposite[s]]);
     if (!relaxRegularisedSparse(pdfs, this->force, nu, this->density, this->velocity))
         relaxRegularisedDense(pdfs, this->force, nu, this->density, this->velocity);
+}
+
+// The lanes that passed are written back all at once, each cell's slots
+// rewritten whole; a cell whose lane failed runs the full sums alone, from
+// its slots as they were.
+template <class T>
+void LBM_Q19_Cell3<T>::collision4(LBM_Q19_Cell3* const (&cells)[4], const T& nu) {
+    static_assert(std::is_same_v<T, float>, "four lanes of float");
+    float* slots[4];
+    for (unsigned int c = 0; c < 4; ++c) {
+        LBM_Q19_Cell3& cell = *cells[c];
+        for (const unsigned int s : q19::kStreamIndex) std::swap(cell.pdfs[s], cell.pdfs[kOpposite[s]]);
+        slots[c] = cell.pdfs;
+    }
+    Float4 lanes[kDirectionCount];
+    gatherLanes(slots, lanes);
+    const Vector3<Float4> force(Float4(cells[0]->force.x, cells[1]->force.x, cells[2]->force.x, cells[3]->force.x),
+                                Float4(cells[0]->force.y, cells[1]->force.y, cells[2]->force.y, cells[3]->force.y),
+                                Float4(cells[0]->force.z, cells[1]->force.z, cells[2]->force.z, cells[3]->force.z));
+    Float4 density;
+    Vector3<Float4> velocity;
+    const unsigned int passed = relaxRegularisedSparse(lanes, force, Float4(nu), density, velocity);
+
+    constexpr unsigned int kAllLanes = 0xFu;
+    if (passed == kAllLanes) scatterLanes(lanes, slots);
+    for (unsigned int c = 0; c < 4; ++c) {
+        LBM_Q19_Cell3& cell = *cells[c];
+        if (!(passed & (1u << c))) {
+            relaxRegularisedDense(cell.pdfs, cell.force, nu, cell.density, cell.velocity);
+            continue;
+        }
+        if (passed != kAllLanes)
+            for (unsigned int i = 0; i < kDirectionCount; ++i) cell.pdfs[i] = laneOf(lanes[i], c);
+        cell.density = laneOf(density, c);
+        cell.velocity = Vector3<float>(laneOf(velocity.x, c), laneOf(velocity.y, c), laneOf(velocity.z, c));
+    }
 }
 
 template <class T>

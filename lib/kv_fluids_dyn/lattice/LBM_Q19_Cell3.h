@@ -33,6 +33,10 @@ public:
     void initialize() override;
     // Regularised collision with Smagorinsky subgrid viscosity.
     void collision(const T& nu) override;
+    // collision(nu) of four cells at once, for cells that keep this class's
+    // collision: each cell ends exactly as its own call would leave it, but
+    // the relaxation runs on four lanes side by side.
+    static void collision4(LBM_Q19_Cell3* const (&cells)[4], const T& nu);
     const T& getPdfAt(const unsigned int& i) const override;
     T calcFeq(const unsigned int& i) const override;
     void setPdfAt(const unsigned int& i, T value) override;

@@ -15,21 +15,24 @@ namespace kelvar::fluid::q19 {
 // Callers must check that the distributions are finite.
 namespace detail {
 
-template <unsigned int A, unsigned int I>
-inline void addMomentumTerm(float& sum, const float* f) {
+template <unsigned int A, unsigned int I, class F>
+inline void addMomentumTerm(F& sum, const F* f) {
     if constexpr (kDirection[I][A] != 0) sum += float(kDirection[I][A]) * f[I];
 }
 
-template <unsigned int A, std::size_t... I>
-inline float momentumComponent(const float* f, std::index_sequence<I...>) {
-    float sum = 0.0f;
+template <unsigned int A, class F, std::size_t... I>
+inline F momentumComponent(const F* f, std::index_sequence<I...>) {
+    F sum = 0.0f;
     (addMomentumTerm<A, unsigned(I)>(sum, f), ...);
     return sum;
 }
 
 }  // namespace detail
 
-inline Vector3<float> sparseFirstMoment(const float* f) {
+// F is float, or a lane type such as Float4 whose arithmetic is float's per
+// lane.
+template <class F>
+inline Vector3<F> sparseFirstMoment(const F* f) {
     constexpr auto directions = std::make_index_sequence<kDirectionCount>();
     return {detail::momentumComponent<0>(f, directions), detail::momentumComponent<1>(f, directions),
             detail::momentumComponent<2>(f, directions)};

@@ -81,18 +81,37 @@ void MAC_LBM_Solver3::stream(const unsigned int& threadCount, MAC_LBM_Fluid3& fl
         threadCount);
 }
 
+// Cells do not interact here, so each worker takes its cells four at a time
+// through the four-lane collision, which leaves every cell as its own
+// collision() call would; the last few of a range go one by one.
 void MAC_LBM_Solver3::collision(const unsigned int& threadCount, const MAC_LBM_SolverContext3& context,
                                 MAC_LBM_Fluid3& fluid) {
     const float maxSpeed = context.getLatticeMaxSpeed();
     const float maxSpeed2 = context.getLatticeMaxSpeed2();
     const float viscosity = context.getLatticeViscosity();
-    runParallel(
-        fluid.refArrLiquidCells(),
-        [&](const unsigned int&, LBM_Q19_MAC_Cell3F* cell) {
-            limitCellSpeed(*cell, maxSpeed, maxSpeed2);
-            cell->collision(viscosity);
-            cell->updateDensity();
-            cell->updateVelocity();
+    constexpr uint32_t kLanes = 4;
+    LBM_Q19_MAC_Cell3F* const* const cells = fluid.refArrLiquidCells().data();
+    runParallelRanges(
+        fluid.refArrLiquidCells().size(),
+        [&](const WorkRange& range) {
+            const uint32_t end = range.first + range.count;
+            uint32_t n = range.first;
+            for (; n + kLanes <= end; n += kLanes) {
+                LBM_Q19_Cell3<float>* const group[kLanes] = {cells[n], cells[n + 1], cells[n + 2], cells[n + 3]};
+                for (LBM_Q19_MAC_Cell3F* cell : {cells[n], cells[n + 1], cells[n + 2], cells[n + 3]})
+                    limitCellSpeed(*cell, maxSpeed, maxSpeed2);
+                LBM_Q19_Cell3<float>::collision4(group, viscosity);
+                for (LBM_Q19_Cell3<float>* cell : group) {
+                    cell->updateDensity();
+                    cell->updateVelocity();
+                }
+            }
+            for (; n < end; ++n) {
+                limitCellSpeed(*cells[n], maxSpeed, maxSpeed2);
+                cells[n]->collision(viscosity);
+                cells[n]->updateDensity();
+                cells[n]->updateVelocity();
+            }
         },
         threadCount);
 }
