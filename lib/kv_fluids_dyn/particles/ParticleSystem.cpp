@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <new>
 
 #include "kv_fluids_dyn/particles/ParticleChunkPool.h"
 
@@ -203,9 +204,10 @@ template <class T>
 ParticleBatch<T> ParticleSystem<T>::addParticles(const uint32_t& count) {
     ParticleBatch<T> batch;
     batch.first = lastUsedId;
+    auto addToBatch = [&batch](ParticleSlot<T>* slots, const uint32_t& n, bool) { batch.addSlots(slots, n); };
     while (batch.size() < count) {
         const uint32_t firstId = lastUsedId + batch.size();
-        reserveInChunk(*chunkWithRoom(), firstId, count - batch.size(), batch);
+        reserveInChunk(*chunkWithRoom(), firstId, count - batch.size(), addToBatch);
     }
     lastUsedId += count;
     particlesCount += count;
@@ -227,19 +229,21 @@ typename ParticleSystem<T>::Chunk* ParticleSystem<T>::chunkWithRoom() {
     return chunk;
 }
 
-// Takes up to `wanted` slots of `chunk` for ids firstId, firstId + 1, ...,
-// as takeSlot() would one by one: slots never used first, then released
-// ones from the scan position on. Reused slots are marked live here; the
-// never-used ones stay unwritten for the batch's writers. Returns the number
-// taken.
+// Takes up to `wanted` slots of `chunk` for ids firstId, firstId + 1, ...:
+// slots never used first (appending a larger id than the last slot's keeps
+// the chunk sorted), then released ones from the scan position on. Hands
+// each run of slots to take(slots, count, fresh); reused slots are marked
+// live here, never-used ones (fresh) are left unwritten for the taker.
+// Returns the number taken.
 template <class T>
+template <class Take>
 uint32_t ParticleSystem<T>::reserveInChunk(Chunk& chunk, const uint32_t& firstId, const uint32_t& wanted,
-                                           ParticleBatch<T>& batch) {
+                                           const Take& take) {
     Array<ParticleSlot<T>>& entries = chunk.entries;
     uint32_t taken = std::min(wanted, entries.capacity() - entries.size());
     if (taken > 0) {
         chunk.sorted = chunk.sorted && (entries.empty() || entries.back().particle.id < firstId);
-        batch.addSlots(entries.appendForOverwrite(taken), taken);
+        take(entries.appendForOverwrite(taken), taken, true);
     }
     for (; taken < wanted && taken < chunk.freeSlots; ++taken) {
         uint32_t slot = chunk.scanFrom;
@@ -247,7 +251,7 @@ uint32_t ParticleSystem<T>::reserveInChunk(Chunk& chunk, const uint32_t& firstId
         chunk.scanFrom = slot + 1;
         chunk.sorted = false;
         entries[slot].released = false;
-        batch.addSlots(&entries[slot], 1);
+        take(&entries[slot], 1u, false);
     }
     chunk.freeSlots -= taken;
     widenIdRange(chunk, firstId, firstId + taken - 1);
@@ -264,34 +268,19 @@ void ParticleSystem<T>::widenIdRange(Chunk& chunk, const uint32_t& low, const ui
 }
 
 // Takes the first slot with room, searching the chunks in list order, and
-// gives it the id.
+// gives it the id. A never-used slot starts value-initialised; a reused one
+// keeps what it held.
 template <class T>
 T& ParticleSystem<T>::takeSlot(const uint32_t& id) {
-    Chunk* chunk = chunkWithRoom();
-
-    Array<ParticleSlot<T>>& entries = chunk->entries;
-    uint32_t slot;
-    if (entries.size() < entries.capacity()) {
-        // Appending a larger id than the last slot's keeps the order.
-        const bool staysSorted = chunk->sorted && (entries.empty() || entries.back().particle.id < id);
-        entries.push_back(ParticleSlot<T>{});
-        slot = entries.size() - 1;
-        chunk->sorted = staysSorted;
-    } else {
-        slot = chunk->scanFrom;
-        while (!entries[slot].released) ++slot;
-        chunk->scanFrom = slot + 1;
-        chunk->sorted = false;
-    }
-
-    ParticleSlot<T>& taken = entries[slot];
-    taken.released = false;
-    taken.particle.id = id;
-    --chunk->freeSlots;
-    widenIdRange(*chunk, id, id);
+    ParticleSlot<T>* taken = nullptr;
+    reserveInChunk(*chunkWithRoom(), id, 1u, [&taken](ParticleSlot<T>* slot, const uint32_t&, const bool& fresh) {
+        taken = fresh ? new (slot) ParticleSlot<T>{} : slot;
+    });
+    taken->released = false;
+    taken->particle.id = id;
     ++particlesCount;
     particlesArrayDirty = true;
-    return taken.particle;
+    return taken->particle;
 }
 
 // Slot of the live particle `id` in `chunk`, or kNoSlot. Sorts the chunk

@@ -108,7 +108,8 @@ private:
 
     T& takeSlot(const uint32_t& id);
     Chunk* chunkWithRoom();
-    uint32_t reserveInChunk(Chunk& chunk, const uint32_t& firstId, const uint32_t& wanted, ParticleBatch<T>& batch);
+    template <class Take>
+    uint32_t reserveInChunk(Chunk& chunk, const uint32_t& firstId, const uint32_t& wanted, const Take& take);
     void widenIdRange(Chunk& chunk, const uint32_t& low, const uint32_t& high);
     uint32_t findSlot(Chunk& chunk, const uint32_t& id);
     void sortById(Chunk& chunk);
