@@ -65,10 +65,10 @@
 #include "kv_fluids_dyn/domain/LBM_Fluid3.h"
 #include "kv_fluids_dyn/domain/KV_Combo.h"
 #include "kv_fluids_dyn/domain/MAC_LBM_Fluid3.h"
-#include "kv_fluids_dyn/solver/MAC_LBM_SolverContext3.h"
+#include "kv_fluids_dyn/domain/MAC_LBM_SolverContext3.h"
 #include "kv_fluids_dyn/solver/MAC_LBM_Solver3.h"
-#include "kv_fluids_dyn/solver/RunParallel.h"
-#include "kv_fluids_dyn/solver/Thread.h"
+#include "kv_fluids_dyn/parallel/RunParallel.h"
+#include "kv_fluids_dyn/parallel/Thread.h"
 
 #include "kv_fluids_dyn/particles/MAC_Particle3.h"
 #include "kv_fluids_dyn/particles/ParticleBatch.h"

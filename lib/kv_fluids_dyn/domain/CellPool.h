@@ -5,7 +5,7 @@
 #include <new>
 
 #include "kv_basic/Array.h"
-#include "kv_fluids_dyn/solver/RunParallel.h"
+#include "kv_fluids_dyn/parallel/RunParallel.h"
 
 namespace kelvar::fluid {
 

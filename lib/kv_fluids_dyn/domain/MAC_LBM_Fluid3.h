@@ -18,7 +18,7 @@
 #include "kv_fluids_dyn/particles/MAC_Particle3.h"
 #include "kv_fluids_dyn/particles/MAC_ParticleSystem3.h"
 #include "kv_fluids_dyn/particles/ParticleBatch.h"
-#include "kv_fluids_dyn/solver/MAC_LBM_SolverContext3.h"
+#include "kv_fluids_dyn/domain/MAC_LBM_SolverContext3.h"
 #include "kv_geometry/Box3BoxesBits.h"
 #include "kv_geometry/Mesh.h"
 #include "kv_geometry/MeshGrid3BoxesFaces.h"

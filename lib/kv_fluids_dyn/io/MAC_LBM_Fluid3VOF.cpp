@@ -6,7 +6,7 @@
 
 #include "kv_fluids_dyn/domain/MAC_LBM_Fluid3.h"
 #include "kv_fluids_dyn/lattice/LBM_CellType.h"
-#include "kv_fluids_dyn/solver/RunParallel.h"
+#include "kv_fluids_dyn/parallel/RunParallel.h"
 
 namespace kelvar::fluid {
 

@@ -6,7 +6,7 @@
 #include "kv_fluids_dyn/lattice/LBM_CellType.h"
 #include "kv_fluids_dyn/lattice/LBM_MAC_Cell3Flags.h"
 #include "kv_fluids_dyn/lattice/LBM_Q19_MAC_Cell3F.h"
-#include "kv_fluids_dyn/solver/RunParallel.h"
+#include "kv_fluids_dyn/parallel/RunParallel.h"
 
 namespace kelvar::fluid {
 

@@ -5,7 +5,7 @@
 #include "kv_fluids_dyn/domain/MAC_LBM_Fluid3.h"
 #include "kv_fluids_dyn/lattice/LBM_FluidCell3.h"
 #include "kv_fluids_dyn/lattice/LBM_Q19_Constants.h"
-#include "kv_fluids_dyn/solver/MAC_LBM_SolverContext3.h"
+#include "kv_fluids_dyn/domain/MAC_LBM_SolverContext3.h"
 
 namespace kelvar::fluid {
 

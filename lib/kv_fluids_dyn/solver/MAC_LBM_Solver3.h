@@ -10,7 +10,7 @@
 #include "kv_fluids_dyn/lattice/LBM_Q19_MAC_Cell3F.h"
 #include "kv_fluids_dyn/particles/MAC_Particle3.h"
 #include "kv_fluids_dyn/solver/LBM_Solver3.h"
-#include "kv_fluids_dyn/solver/MAC_LBM_SolverContext3.h"
+#include "kv_fluids_dyn/domain/MAC_LBM_SolverContext3.h"
 #include "kv_fluids_dyn/solver/SolverPassTimes.h"
 #include "kv_fluids_dyn/solver/SolverRandom.h"
 #include "kv_fluids_dyn/solver/SolverThreadScratch.h"

@@ -7,7 +7,7 @@
 #include "kv_fluids_dyn/lattice/LBM_MAC_Cell3Flags.h"
 #include "kv_fluids_dyn/solver/GridNeighbourhood.h"
 #include "kv_fluids_dyn/solver/MAC_LBM_Solver3.h"
-#include "kv_fluids_dyn/solver/RunParallel.h"
+#include "kv_fluids_dyn/parallel/RunParallel.h"
 
 namespace kelvar::fluid {
 

@@ -27,7 +27,7 @@
 #include "kv_fluids_dyn/lattice/LBM_Q19_Constants.h"
 #include "kv_fluids_dyn/solver/GridNeighbourhood.h"
 #include "kv_fluids_dyn/solver/MAC_LBM_Solver3.h"
-#include "kv_fluids_dyn/solver/RunParallel.h"
+#include "kv_fluids_dyn/parallel/RunParallel.h"
 #include "kv_fluids_dyn/solver/VelocitySampler.h"
 
 namespace kelvar::fluid {

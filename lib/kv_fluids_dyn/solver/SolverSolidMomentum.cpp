@@ -4,7 +4,7 @@
 // threads and deliberately change nothing.
 
 #include "kv_fluids_dyn/solver/MAC_LBM_Solver3.h"
-#include "kv_fluids_dyn/solver/RunParallel.h"
+#include "kv_fluids_dyn/parallel/RunParallel.h"
 
 namespace kelvar::fluid {
 

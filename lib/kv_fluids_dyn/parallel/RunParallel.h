@@ -3,8 +3,8 @@
 #include <cstdint>
 
 #include "kv_basic/Array.h"
-#include "kv_fluids_dyn/solver/WorkRange.h"
-#include "kv_fluids_dyn/solver/WorkerPool.h"
+#include "kv_basic/Export.h"
+#include "kv_fluids_dyn/parallel/WorkRange.h"
 
 namespace kelvar::fluid {
 
@@ -29,12 +29,17 @@ namespace kelvar::fluid {
 //     }, threads);
 //     // merge found[0..threads-1] in order after the call
 
+// Runs `task` over the split of `elementCount` elements into `threads`
+// ranges on the calling thread's persistent workers (see WorkerPool) and
+// returns when every range is done.
+KV_EXPORT void runRangeTask(const uint32_t& elementCount, const unsigned int& threads, const RangeTask& task);
+
 // Runs op(range) once per non-empty range; the building block of the others.
 template <class RangeOp>
 void runParallelRanges(const uint32_t& elementCount, const RangeOp& op, const unsigned int& threads) {
     const RangeTask task{
         [](const void* context, const WorkRange& range) { (*static_cast<const RangeOp*>(context))(range); }, &op};
-    WorkerPool::runLocal(elementCount, threads, task);
+    runRangeTask(elementCount, threads, task);
 }
 
 // op(threadIndex, array[i]) for every element; works for Array<T> and for

@@ -1,6 +1,6 @@
-#include "kv_fluids_dyn/solver/WorkerPool.h"
+#include "kv_fluids_dyn/parallel/internal/WorkerPool.h"
 
-#include "kv_fluids_dyn/solver/Thread.h"
+#include "kv_fluids_dyn/parallel/Thread.h"
 
 namespace kelvar::fluid {
 

@@ -4,17 +4,9 @@
 #include <cstdint>
 
 #include "kv_basic/Array.h"
-#include "kv_basic/Export.h"
-#include "kv_fluids_dyn/solver/WorkRange.h"
+#include "kv_fluids_dyn/parallel/WorkRange.h"
 
 namespace kelvar::fluid {
-
-// A range of work behind one type-erased call: run(context, range) processes
-// the elements of `range`. Built on the stack by runParallel; no allocation.
-struct RangeTask {
-    void (*run)(const void* context, const WorkRange& range) = nullptr;
-    const void* context = nullptr;
-};
 
 // Persistent worker threads that execute the passes of runParallel.
 //
@@ -32,7 +24,7 @@ struct RangeTask {
 // started from inside a running pass (nested) uses a pool one level deeper
 // of the thread that starts it, never the busy one.
 // Per-element operations must not throw: an exception terminates the program.
-class KV_EXPORT WorkerPool {
+class WorkerPool {
 public:
     WorkerPool() = default;
     WorkerPool(const WorkerPool&) = delete;

@@ -1,4 +1,4 @@
-#include "kv_fluids_dyn/solver/Thread.h"
+#include "kv_fluids_dyn/parallel/Thread.h"
 
 namespace kelvar {
 

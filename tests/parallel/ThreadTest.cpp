@@ -3,7 +3,7 @@
 #include <atomic>
 #include <thread>
 
-#include "kv_fluids_dyn/solver/Thread.h"
+#include "kv_fluids_dyn/parallel/Thread.h"
 
 namespace {
 

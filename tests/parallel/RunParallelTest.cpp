@@ -7,7 +7,7 @@
 #include "kv_basic/Array.h"
 #include "kv_basic/ArrayOfPtr.h"
 #include "kv_basic/Tuple.h"
-#include "kv_fluids_dyn/solver/RunParallel.h"
+#include "kv_fluids_dyn/parallel/RunParallel.h"
 
 namespace kelvar::fluid {
 namespace {

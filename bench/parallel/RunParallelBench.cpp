@@ -3,7 +3,7 @@
 #include <thread>
 
 #include "kv_basic/Array.h"
-#include "kv_fluids_dyn/solver/RunParallel.h"
+#include "kv_fluids_dyn/parallel/RunParallel.h"
 
 namespace {
 

@@ -12,6 +12,13 @@ struct WorkRange {
     uint32_t threadIndex = 0;
 };
 
+// A range of work behind one type-erased call: run(context, range) processes
+// the elements of `range`. Built on the stack by runParallel; no allocation.
+struct RangeTask {
+    void (*run)(const void* context, const WorkRange& range) = nullptr;
+    const void* context = nullptr;
+};
+
 // Static contiguous split of `elementCount` elements over `threads` workers:
 // every worker gets elementCount / threads elements, the last worker also
 // gets the remainder. With fewer elements than workers, all but the last
