@@ -9,9 +9,13 @@ install(TARGETS kv_fluids_dyn EXPORT kv_fluids_dyn-targets
   RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
   INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 
-install(DIRECTORY ${PROJECT_SOURCE_DIR}/lib/
-  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
-  FILES_MATCHING PATTERN "*.h")
+# Exactly the headers the layers declare public, each in its folder.
+get_property(kv_public_headers GLOBAL PROPERTY KV_PUBLIC_HEADERS)
+foreach(header IN LISTS kv_public_headers)
+  file(RELATIVE_PATH relative ${PROJECT_SOURCE_DIR}/lib ${header})
+  get_filename_component(relative_dir ${relative} DIRECTORY)
+  install(FILES ${header} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/${relative_dir})
+endforeach()
 
 set(KV_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/kv_fluids_dyn)
 install(EXPORT kv_fluids_dyn-targets

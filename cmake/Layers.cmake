@@ -8,11 +8,17 @@
 # reaching into solver/, say) fails to compile with "No such file".
 #
 #   kv_add_layer(<target> DIR <folder under lib/> [DEPENDS <layer>...]
-#                [SOURCES <file>...])
+#                [PUBLIC_HEADERS <file>...] [SOURCES <file>...])
 #
-# Layers must be declared lowest first. Sources are relative to the folder
-# of the CMakeLists.txt that declares the layer. A layer without sources only
+# Layers must be declared lowest first. Files are relative to the folder of
+# the CMakeLists.txt that declares the layer. A layer without sources only
 # lends its headers to the layers above it.
+#
+# PUBLIC_HEADERS are the layer's interface for hosts: exactly these headers
+# are installed. Every other header of a layer lives in a subfolder
+# (internal/, or detail/ in kv_geometry) and is seen by the library and its
+# tests only; kv_check_public_headers() fails the configuration when a
+# header in a layer's folder is neither listed nor in such a subfolder.
 #
 # The shared library and the static library that the tests link are made of
 # the objects of every layer (kv_layer_objects()); both are compiled against
@@ -21,7 +27,7 @@
 set(KV_LAYER_ROOTS ${PROJECT_BINARY_DIR}/layers)
 
 function(kv_add_layer name)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "" "DIR" "DEPENDS;SOURCES")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "DIR" "DEPENDS;PUBLIC_HEADERS;SOURCES")
   if(NOT arg_DIR)
     message(FATAL_ERROR "kv_add_layer(${name}): DIR is required")
   endif()
@@ -47,6 +53,10 @@ function(kv_add_layer name)
     file(CREATE_LINK ${PROJECT_SOURCE_DIR}/lib/${dir} ${root}/${dir} SYMBOLIC)
   endforeach()
   set_property(GLOBAL PROPERTY KV_LAYER_${name}_ROOT ${root})
+  set_property(GLOBAL APPEND PROPERTY KV_LAYER_DIRS ${arg_DIR})
+  foreach(header IN LISTS arg_PUBLIC_HEADERS)
+    set_property(GLOBAL APPEND PROPERTY KV_PUBLIC_HEADERS ${CMAKE_CURRENT_SOURCE_DIR}/${header})
+  endforeach()
 
   if(NOT arg_SOURCES)
     return()
@@ -77,4 +87,25 @@ endfunction()
 function(kv_layer_root name out)
   get_property(root GLOBAL PROPERTY KV_LAYER_${name}_ROOT)
   set(${out} ${root} PARENT_SCOPE)
+endfunction()
+
+# Fails the configuration when a header stands at the top of a layer's folder
+# without being declared public: internals belong in a subfolder.
+function(kv_check_public_headers)
+  get_property(dirs GLOBAL PROPERTY KV_LAYER_DIRS)
+  get_property(public GLOBAL PROPERTY KV_PUBLIC_HEADERS)
+  list(REMOVE_DUPLICATES dirs)
+  foreach(dir IN LISTS dirs)
+    file(GLOB headers CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/lib/${dir}/*.h)
+    foreach(header IN LISTS headers)
+      if(NOT header IN_LIST public)
+        message(FATAL_ERROR "${header} is not declared public (PUBLIC_HEADERS) and not in an internal folder")
+      endif()
+    endforeach()
+  endforeach()
+  foreach(header IN LISTS public)
+    if(NOT EXISTS ${header})
+      message(FATAL_ERROR "public header ${header} does not exist")
+    endif()
+  endforeach()
 endfunction()

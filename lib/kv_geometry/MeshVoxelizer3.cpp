@@ -4,7 +4,7 @@
 #include <cmath>
 #include <vector>
 
-#include "kv_geometry/ParallelRanges.h"
+#include "kv_geometry/detail/ParallelRanges.h"
 #include "kv_geometry/detail/AxisRayCrossings.h"
 #include "kv_geometry/detail/TriangleBoxOverlap.h"
 

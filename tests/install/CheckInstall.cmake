@@ -1,6 +1,7 @@
 # Run by CTest with cmake -P. Installs the build KV_BUILD_DIR into a fresh
 # prefix under KV_WORK_DIR, then configures, builds and runs the consumer
-# project KV_CONSUMER_SOURCE against it; finally compiles the same program
+# project KV_CONSUMER_SOURCE against it (every installed header compiled
+# alone, every exported class reached); finally compiles the same program
 # with the flags that pkg-config reports, when pkg-config is available.
 
 function(kv_run what)
@@ -18,6 +19,20 @@ file(REMOVE_RECURSE ${KV_WORK_DIR})
 file(MAKE_DIRECTORY ${KV_WORK_DIR})
 
 kv_run("install into ${prefix}" ${CMAKE_COMMAND} --install ${KV_BUILD_DIR} --prefix ${prefix})
+
+# Only the public interface is installed, and the umbrella header brings in
+# all of it.
+set(include_dir ${prefix}/include)
+file(GLOB_RECURSE installed RELATIVE ${include_dir} ${include_dir}/*)
+file(READ ${include_dir}/kv_fluids_dyn/kv_fluids_dyn.h umbrella)
+foreach(header IN LISTS installed)
+  if(header MATCHES "/(internal|detail)/")
+    message(FATAL_ERROR "an internal header was installed: ${header}")
+  endif()
+  if(NOT header STREQUAL "kv_fluids_dyn/kv_fluids_dyn.h" AND NOT umbrella MATCHES "#include \"${header}\"")
+    message(FATAL_ERROR "kv_fluids_dyn.h does not include the installed header ${header}")
+  endif()
+endforeach()
 
 set(configure_args -S ${KV_CONSUMER_SOURCE} -B ${consumer_build} -G ${KV_GENERATOR}
   -DCMAKE_BUILD_TYPE=Release
@@ -50,5 +65,6 @@ separate_arguments(pc_flags UNIX_COMMAND "${pc_flags}")
 separate_arguments(san_flags UNIX_COMMAND "${KV_SANITIZE_FLAGS}")
 get_filename_component(libdir ${pc_dir} DIRECTORY)
 kv_run("compile with pkg-config flags" ${KV_CXX_COMPILER} ${san_flags} ${KV_CONSUMER_SOURCE}/main.cpp
+  ${KV_CONSUMER_SOURCE}/ExportedClasses.cpp
   ${pc_flags} -Wl,-rpath,${libdir} -o ${KV_WORK_DIR}/kv_consumer_pc)
 kv_run("run pkg-config consumer" ${KV_WORK_DIR}/kv_consumer_pc)

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "kv_geometry/FacePlanes.h"
+#include "kv_geometry/detail/FacePlanes.h"
 
 namespace kelvar {
 namespace {

@@ -4,7 +4,7 @@
 #include <thread>
 #include <vector>
 
-#include "kv_geometry/ParallelRanges.h"
+#include "kv_geometry/detail/ParallelRanges.h"
 
 namespace kelvar {
 namespace {

@@ -1,4 +1,4 @@
-#include "kv_math/Float4.h"
+#include "kv_math/internal/Float4.h"
 
 #include <gtest/gtest.h>
 

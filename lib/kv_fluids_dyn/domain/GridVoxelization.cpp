@@ -1,4 +1,4 @@
-#include "kv_fluids_dyn/domain/GridVoxelization.h"
+#include "kv_fluids_dyn/domain/internal/GridVoxelization.h"
 
 #include "kv_geometry/MeshVoxelizer3.h"
 

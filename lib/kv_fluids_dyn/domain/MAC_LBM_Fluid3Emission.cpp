@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "kv_fluids_dyn/domain/GridVoxelization.h"
+#include "kv_fluids_dyn/domain/internal/GridVoxelization.h"
 #include "kv_fluids_dyn/domain/MAC_LBM_Fluid3.h"
 #include "kv_fluids_dyn/lattice/LBM_CellType.h"
 #include "kv_fluids_dyn/parallel/RunParallel.h"

@@ -2,7 +2,7 @@
 // Forces and accelerations share the force vector of the liquid cells; an
 // acceleration is stored as it is, not weighted by density or mass.
 
-#include "kv_fluids_dyn/domain/GridVoxelization.h"
+#include "kv_fluids_dyn/domain/internal/GridVoxelization.h"
 #include "kv_fluids_dyn/domain/MAC_LBM_Fluid3.h"
 #include "kv_fluids_dyn/lattice/LBM_FluidCell3.h"
 

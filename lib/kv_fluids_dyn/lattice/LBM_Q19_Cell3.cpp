@@ -12,8 +12,8 @@
 #include "kv_fluids_dyn/lattice/LBM_Q19_Cell3StreamFreeSlipTable.h"
 #include "kv_fluids_dyn/lattice/LBM_Q19_Cell3StreamIndices.h"
 #include "kv_fluids_dyn/lattice/LBM_Q19_Cell3Weights.h"
-#include "kv_fluids_dyn/lattice/LBM_Q19_SparseMoment.h"
-#include "kv_math/Float4.h"
+#include "kv_fluids_dyn/lattice/internal/LBM_Q19_SparseMoment.h"
+#include "kv_math/internal/Float4.h"
 
 namespace kelvar::fluid {
 

@@ -4,7 +4,7 @@
 #include <bit>
 #include <new>
 
-#include "kv_fluids_dyn/particles/ParticleChunkPool.h"
+#include "kv_fluids_dyn/particles/internal/ParticleChunkPool.h"
 
 namespace kelvar {
 

@@ -5,7 +5,7 @@
 #include <cmath>
 
 #include "kv_fluids_dyn/lattice/LBM_Q19_Constants.h"
-#include "kv_fluids_dyn/lattice/LBM_Q19_SparseMoment.h"
+#include "kv_fluids_dyn/lattice/internal/LBM_Q19_SparseMoment.h"
 #include "kv_fluids_dyn/solver/GridNeighbourhood.h"
 #include "kv_fluids_dyn/solver/MAC_LBM_Solver3.h"
 #include "kv_fluids_dyn/parallel/RunParallel.h"

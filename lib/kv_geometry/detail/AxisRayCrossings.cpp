@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "kv_geometry/ParallelRanges.h"
+#include "kv_geometry/detail/ParallelRanges.h"
 
 namespace kelvar::detail {
 

@@ -5,6 +5,8 @@
 #include <kv_fluids_dyn/kv_fluids_dyn.h>
 #include <kv_math/Transform3Rts.h>
 
+#include "ExportedClasses.h"
+
 int main() {
     const kelvar::Vector3<float> p{1.0f, 2.0f, 3.0f};
     kelvar::Transform3Rts<float> placement;
@@ -50,6 +52,11 @@ int main() {
         particles.find(first->id).id != first->id || particles.computeSignature_v1() == 0 ||
         fluid.get_VOF_Field().getValues().empty() || surface.triangleCount() == 0) {
         std::fprintf(stderr, "host path failed: %u cells, %u particles\n", fluid.getLiquidCellCount(), count);
+        return 1;
+    }
+    const std::string failure = touchExportedClasses();
+    if (!failure.empty()) {
+        std::fprintf(stderr, "exported classes: %s\n", failure.c_str());
         return 1;
     }
     std::printf("kv_fluids_dyn consumer ok\n");

@@ -3,7 +3,6 @@
 #include <cstdint>
 #include <functional>
 
-#include "kv_basic/Export.h"
 
 namespace kelvar {
 
@@ -12,7 +11,7 @@ namespace kelvar {
 // taking the remainder. Each range runs on its own std::thread (range 0 on
 // the calling thread); the call returns when all have finished. Ranges may be
 // empty when there are more threads than elements. threads == 0 counts as 1.
-KV_EXPORT void runRangesParallel(uint32_t count, unsigned threads,
+void runRangesParallel(uint32_t count, unsigned threads,
                                  const std::function<void(uint32_t begin, uint32_t end, unsigned thread)>& work);
 
 }  // namespace kelvar

@@ -1,4 +1,4 @@
-#include "kv_geometry/FacePlanes.h"
+#include "kv_geometry/detail/FacePlanes.h"
 
 namespace kelvar {
 

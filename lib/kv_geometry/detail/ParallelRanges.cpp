@@ -1,4 +1,4 @@
-#include "kv_geometry/ParallelRanges.h"
+#include "kv_geometry/detail/ParallelRanges.h"
 
 #include <thread>
 #include <vector>

@@ -3,7 +3,6 @@
 #include <cstdint>
 
 #include "kv_basic/Array.h"
-#include "kv_basic/Export.h"
 #include "kv_geometry/Mesh.h"
 #include "kv_math/Vector2.h"
 #include "kv_math/Vector3.h"
@@ -38,15 +37,15 @@ struct FacePlanes {
 // One FacePlanes per triangle, in triangle order. The texture-coordinate
 // indices are 3 * f + c when the mesh carries "UV_MAP_0" per corner, the
 // vertex index when it carries it per vertex, kNoUv otherwise.
-KV_EXPORT void buildFacePlanes(const Mesh& mesh, Array<FacePlanes>& out);
+void buildFacePlanes(const Mesh& mesh, Array<FacePlanes>& out);
 
 // Barycentric coordinates of p (projected onto the triangle's plane) in
 // triangle f; all three are zero for a degenerate triangle.
-KV_EXPORT Vector3<float> barycentric(const Mesh& mesh, uint32_t f, const Vector3<float>& p);
+Vector3<float> barycentric(const Mesh& mesh, uint32_t f, const Vector3<float>& p);
 
 // Texture coordinates at p in triangle f, interpolated from "UV_MAP_0";
 // false when the mesh has none.
-KV_EXPORT bool interpolateUv(const Mesh& mesh, const FacePlanes& planes, uint32_t f, const Vector3<float>& p,
+bool interpolateUv(const Mesh& mesh, const FacePlanes& planes, uint32_t f, const Vector3<float>& p,
                              Vector2<float>& uv);
 
 }  // namespace kelvar
