@@ -42,13 +42,12 @@ void runParallelRanges(const uint32_t& elementCount, const RangeOp& op, const un
     runRangeTask(elementCount, threads, task);
 }
 
-// op(threadIndex, array[i]) for every element; works for Array<T> and for
-// ArrayOfPtr<T, KV_NO> (the element is then the stored pointer).
-template <class T, class Op>
-void runParallel(Array<T>& array, const Op& op, const unsigned int& threads) {
-    T* const data = array.data();
+// op(threadIndex, data[i]) for every element of data[0, count): the body of
+// the array forms below, for mutable and const elements alike.
+template <class Element, class Op>
+void runParallelElements(Element* const data, const uint32_t& count, const Op& op, const unsigned int& threads) {
     runParallelRanges(
-        array.size(),
+        count,
         [data, &op](const WorkRange& range) {
             const unsigned int threadIndex = range.threadIndex;
             const uint32_t end = range.first + range.count;
@@ -57,17 +56,16 @@ void runParallel(Array<T>& array, const Op& op, const unsigned int& threads) {
         threads);
 }
 
+// op(threadIndex, array[i]) for every element; works for Array<T> and for
+// ArrayOfPtr<T, KV_NO> (the element is then the stored pointer).
+template <class T, class Op>
+void runParallel(Array<T>& array, const Op& op, const unsigned int& threads) {
+    runParallelElements(array.data(), array.size(), op, threads);
+}
+
 template <class T, class Op>
 void runParallel(const Array<T>& array, const Op& op, const unsigned int& threads) {
-    const T* const data = array.data();
-    runParallelRanges(
-        array.size(),
-        [data, &op](const WorkRange& range) {
-            const unsigned int threadIndex = range.threadIndex;
-            const uint32_t end = range.first + range.count;
-            for (uint32_t i = range.first; i < end; ++i) op(threadIndex, data[i]);
-        },
-        threads);
+    runParallelElements(array.data(), array.size(), op, threads);
 }
 
 // op(threadIndex, index) for every index of [0, count), e.g. voxel loops.
