@@ -74,11 +74,6 @@
 #include "kv_fluids_dyn/solver/LBM_Solver3.h"
 #include "kv_fluids_dyn/solver/MAC_LBM_Solver3.h"
 #include "kv_fluids_dyn/solver/SolverPassTimes.h"
-#include "kv_fluids_dyn/solver/GridNeighbourhood.h"
-#include "kv_fluids_dyn/solver/SolverRandom.h"
-#include "kv_fluids_dyn/solver/SolverThreadScratch.h"
-#include "kv_fluids_dyn/solver/SpeedLimit.h"
-#include "kv_fluids_dyn/solver/VelocitySampler.h"
 
 #include "kv_fluids_dyn/particles/MAC_Particle3.h"
 #include "kv_fluids_dyn/particles/ParticleBatch.h"

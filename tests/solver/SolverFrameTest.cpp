@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "SolverTestScene.h"
+#include "kv_fluids_dyn/solver/internal/GridWrap.h"
 #include "kv_fluids_dyn/lattice/LBM_Q19_Cell3.h"
 
 namespace kelvar::fluid::test {

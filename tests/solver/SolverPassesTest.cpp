@@ -4,9 +4,9 @@
 #include <gtest/gtest.h>
 
 #include "SolverTestScene.h"
-#include "kv_fluids_dyn/solver/SolverRandom.h"
-#include "kv_fluids_dyn/solver/SpeedLimit.h"
-#include "kv_fluids_dyn/solver/VelocitySampler.h"
+#include "kv_fluids_dyn/solver/internal/SolverRandom.h"
+#include "kv_fluids_dyn/solver/internal/SpeedLimit.h"
+#include "kv_fluids_dyn/solver/internal/VelocitySampler.h"
 
 namespace kelvar::fluid::test {
 namespace {

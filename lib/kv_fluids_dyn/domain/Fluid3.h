@@ -7,8 +7,6 @@
 
 namespace kelvar::fluid {
 
-class MAC_LBM_Solver3;
-
 // Base of every fluid domain: the physical parameters a host sets (viscosity,
 // density, sound speed, Mach number, compressibility, speed and force limits),
 // the thread count the solver hands down, and the domain's placement in the
@@ -61,11 +59,10 @@ public:
     const unsigned int& getThreads() const { return threads; }
     void setThreads(const unsigned int& value) { threads = value; }
 
-protected:
-    friend class MAC_LBM_Solver3;
-
     // The solver stores the largest admissible speed it derives here.
     void setMaxSpeed(const T& value) { maxSpeed = value; }
+
+protected:
 
     T viscosity;
     T maxSpeed;

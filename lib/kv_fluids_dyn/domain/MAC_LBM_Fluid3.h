@@ -149,9 +149,17 @@ public:
     // Mesh id of each static obstacle cell, by linear grid index.
     const std::map<unsigned int, unsigned int>& getStaticSolidMeshIds() const { return staticSolidMeshIds; }
 
-protected:
-    friend class MAC_LBM_Solver3;
+    // The cell supply of a solver that relabels cells during a sub-step:
+    // acquireLiquidCell and releaseCell below, reachable only with a key
+    // that the solver makes, so that they stay out of a host's reach.
+    class SolverKey {
+        friend class MAC_LBM_Solver3;
+        SolverKey() = default;
+    };
+    LBM_Q19_MAC_Cell3F* acquireLiquidCell(const SolverKey&) { return acquireLiquidCell(); }
+    void releaseCell(const SolverKey&, LBM_Cell3<float>* const cell) { releaseCell(cell); }
 
+protected:
     // Takes a liquid cell from the pool under the pool's lock.
     LBM_Q19_MAC_Cell3F* acquireLiquidCell();
     // Returns a liquid or solid cell to its pool with the type NONE; other

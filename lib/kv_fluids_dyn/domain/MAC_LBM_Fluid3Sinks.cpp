@@ -13,9 +13,7 @@ namespace kelvar::fluid {
 
 namespace {
 
-// Bit 0 of a sink cell's flags: covered by the latest placement of its mesh.
-// The solver clears it at every step.
-constexpr unsigned short kSinkMark = 0x0001;
+constexpr unsigned short kSinkMark = LBM_SinkCell3<float>::kPlacementMark;
 constexpr uint32_t kNeighbourCount = q19::kDirectionCount - 1;
 
 }  // namespace

@@ -14,6 +14,10 @@ namespace kelvar::fluid {
 template <class T>
 class LBM_SinkCell3 : public LBM_Cell3<T> {
 public:
+    // Bit 0 of the flags: covered by the latest placement of the cell's sink
+    // mesh. Placing the mesh sets it; the solver clears it every sub-step.
+    static constexpr unsigned short kPlacementMark = 0x0001;
+
     LBM_SinkCell3();
     LBM_SinkCell3(const LBM_SinkCell3& other) = default;
     LBM_SinkCell3& operator=(const LBM_SinkCell3& other) = default;

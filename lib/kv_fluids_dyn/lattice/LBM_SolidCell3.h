@@ -14,6 +14,10 @@ namespace kelvar::fluid {
 template <class T>
 class LBM_SolidCell3 : public LBM_Cell3<T> {
 public:
+    // Bit 1 of the flags: a mark that lasts one sub-step; the solver clears
+    // it every sub-step.
+    static constexpr unsigned short kStepMark = 0x0002;
+
     LBM_SolidCell3();
     LBM_SolidCell3(const LBM_SolidCell3& other) = default;
     LBM_SolidCell3& operator=(const LBM_SolidCell3& other) = default;

@@ -6,6 +6,7 @@
 #include "kv_fluids_dyn/lattice/LBM_FluidCell3.h"
 #include "kv_fluids_dyn/lattice/LBM_Q19_Constants.h"
 #include "kv_fluids_dyn/domain/MAC_LBM_SolverContext3.h"
+#include "kv_fluids_dyn/solver/internal/GridWrap.h"
 
 namespace kelvar::fluid {
 

@@ -38,10 +38,6 @@ private:
     void streamWithWrap(Fluid& fluid, const bool wrap[3]);
 };
 
-// Coordinate c of a grid with n cells along one axis, wrapped into [0, n):
-// n -> 0, -1 -> n-1, and likewise for offsets of several periods.
-int wrapGridCoordinate(int c, int n);
-
 extern template class KV_EXPORT LBM_Solver3<MAC_LBM_Fluid3, MAC_LBM_SolverContext3, float>;
 
 }  // namespace kelvar::fluid

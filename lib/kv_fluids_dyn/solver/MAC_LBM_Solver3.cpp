@@ -36,6 +36,9 @@
 #include "kv_fluids_dyn/lattice/LBM_Q19_Cell3Shifter.h"
 #include "kv_fluids_dyn/lattice/LBM_Q19_Cell3StreamFreeSlipTable.h"
 #include "kv_fluids_dyn/lattice/LBM_Q19_Cell3StreamIndices.h"
+#include "kv_fluids_dyn/solver/internal/CollisionPass.h"
+#include "kv_fluids_dyn/solver/internal/DensitySums.h"
+#include "kv_fluids_dyn/solver/internal/SolverWorkspace.h"
 
 namespace kelvar::fluid {
 
@@ -52,33 +55,6 @@ constexpr float kViscosityLow = 1e-6f;
 constexpr float kViscositySpan = 0.999999f;
 constexpr float kTauSpan = 1.3999f;
 constexpr float kTauLow = 0.5001f;
-
-float densitySum(const ArrayOfPtr<LBM_Q19_MAC_Cell3F, KV_NO>& cells) {
-    float sum = 0.0f;
-    for (const LBM_Q19_MAC_Cell3F* cell : cells) sum += cell->getDensity();
-    return sum;
-}
-
-// computeRhoAndMass's density sum after the relabelling without a walk over
-// the grid: the liquid cells then are the step's liquid list (grid order)
-// less the emptied ones, which have lost their type, plus the cells the
-// relabelling created (grid order too); merged by grid index, the same
-// cells are summed in the same order.
-float liquidDensitySumAfterLabel(const ArrayOfPtr<LBM_Q19_MAC_Cell3F, KV_NO>& listed,
-                                 const ArrayOfPtr<LBM_Q19_MAC_Cell3F, KV_NO>& created) {
-    float sum = 0.0f;
-    uint32_t c = 0;
-    const uint32_t createdCount = created.size();
-    for (const LBM_Q19_MAC_Cell3F* cell : listed) {
-        if (!cell->isFluid()) continue;
-        for (; c < createdCount && created[c]->getGridMonoindex() < cell->getGridMonoindex(); ++c)
-            if (created[c]->isFluid()) sum += created[c]->getDensity();
-        sum += cell->getDensity();
-    }
-    for (; c < createdCount; ++c)
-        if (created[c]->isFluid()) sum += created[c]->getDensity();
-    return sum;
-}
 
 void touchLatticeTables() {
     LBM_Q19_Cell3MirrorIndices::instance();
@@ -109,12 +85,14 @@ private:
 
 }  // namespace
 
-MAC_LBM_Solver3::MAC_LBM_Solver3() = default;
+MAC_LBM_Solver3::MAC_LBM_Solver3() : work(std::make_unique<SolverWorkspace>()) {}
 
-MAC_LBM_Solver3::MAC_LBM_Solver3(const MAC_LBM_Solver3& other) : Base(other) {}
+MAC_LBM_Solver3::MAC_LBM_Solver3(const MAC_LBM_Solver3& other)
+    : Base(other), work(std::make_unique<SolverWorkspace>()) {}
 
 MAC_LBM_Solver3& MAC_LBM_Solver3::operator=(const MAC_LBM_Solver3& other) {
     Base::operator=(other);
+    work = std::make_unique<SolverWorkspace>();
     return *this;
 }
 
@@ -123,9 +101,8 @@ MAC_LBM_Solver3::~MAC_LBM_Solver3() = default;
 void MAC_LBM_Solver3::initialize(const unsigned int& threadCount) {
     threads = threadCount;
     step = 0;
-    random.seed(SolverRand::kDefaultSeed);
+    work->random.seed(SolverRand::kDefaultSeed);
     touchLatticeTables();
-    scratchFor(threads);
 
     for (MAC_LBM_Fluid3* fluid : fluids) {
         const auto& grid = fluid->getGrid();
@@ -182,53 +159,52 @@ void MAC_LBM_Solver3::subStep(MAC_LBM_Fluid3& fluid) {
     float rhoBefore;
     {
         PassClock clock(passTimes, P::CellArrays);
-        updateCellArrays(fluid);
+        work->cellLists.run(fluid, threads);
         // The liquid list holds exactly the fluid and interface cells in grid
         // order, so this is computeRhoAndMass's density sum without a second
         // walk over the grid.
-        rhoBefore = densitySum(fluid.getArrLiquidCells());
+        rhoBefore = liquidDensitySum(fluid.getArrLiquidCells());
     }
     {
         PassClock clock(passTimes, P::Epsilon);
-        updateEpsilon(threads, fluid);
+        InterfacePass::updateEpsilon(fluid, threads);
     }
     {
         PassClock clock(passTimes, P::Stream);
-        stream(threads, fluid);
+        work->stream.run(fluid, threads);
     }
     {
         PassClock clock(passTimes, P::Reconstruct);
-        reconstructPdfs(threads, context, fluid);
+        work->interface.reconstructPdfs(fluid, threads);
     }
     {
         PassClock clock(passTimes, P::MassExchange);
-        massExchange(threads, fluid);
+        work->interface.massExchange(fluid, threads);
     }
     {
         PassClock clock(passTimes, P::Collision);
-        collision(threads, context, fluid);
+        collideLiquidCells(fluid.refArrLiquidCells(), context, threads);
     }
     {
         PassClock clock(passTimes, P::Advection);
-        advect_MAC_Particles(threads, fluid);
+        work->advection.run(fluid, work->random, threads);
     }
     {
+        // No solid has changed since streaming listed the wall cells.
         PassClock clock(passTimes, P::Label);
-        wallCellsCurrent = true;
-        label(threads, context, fluid);
-        wallCellsCurrent = false;
+        work->relabel.run(fluid, work->stream.wallCells(), MAC_LBM_Fluid3::SolverKey(), threads);
     }
     float rhoAfter;
     {
         PassClock clock(passTimes, P::DensityAfter);
-        rhoAfter = liquidDensitySumAfterLabel(fluid.getArrLiquidCells(), newCells);
+        rhoAfter = liquidDensitySumAfterRelabel(fluid.getArrLiquidCells(), work->relabel.createdCells());
     }
     {
         PassClock clock(passTimes, P::Distribute);
         // Bookkeeping on the sum of densities, not of masses, by design.
         context.setLostMass(rhoBefore - rhoAfter + context.getAddedMass() + context.getLostMass());
         context.setAddedMass(0.0f);
-        distributeRho(threads, rhoAfter, context, fluid);
+        work->distribute.run(fluid, rhoAfter, context, threads);
     }
     if (passTimes != nullptr) ++passTimes->subSteps;
 }
@@ -238,11 +214,5 @@ void MAC_LBM_Solver3::preSolve() {
 }
 
 void MAC_LBM_Solver3::postSolve() {}
-
-SolverThreadScratch* MAC_LBM_Solver3::scratchFor(const unsigned int& threadCount) {
-    const uint32_t needed = std::max(threadCount, 1u);
-    if (scratch.size() < needed) scratch.resize(needed);
-    return scratch.data();
-}
 
 }  // namespace kelvar::fluid

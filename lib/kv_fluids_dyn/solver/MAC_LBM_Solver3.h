@@ -1,22 +1,19 @@
 #pragma once
 
-#include <cstdint>
+#include <memory>
 
-#include "kv_basic/Array.h"
-#include "kv_basic/ArrayOfPtr.h"
 #include "kv_basic/Export.h"
 #include "kv_basic/Tuple.h"
 #include "kv_fluids_dyn/domain/MAC_LBM_Fluid3.h"
-#include "kv_fluids_dyn/lattice/LBM_Q19_MAC_Cell3F.h"
+#include "kv_fluids_dyn/domain/MAC_LBM_SolverContext3.h"
 #include "kv_fluids_dyn/particles/MAC_Particle3.h"
 #include "kv_fluids_dyn/solver/LBM_Solver3.h"
-#include "kv_fluids_dyn/domain/MAC_LBM_SolverContext3.h"
 #include "kv_fluids_dyn/solver/SolverPassTimes.h"
-#include "kv_fluids_dyn/solver/SolverRandom.h"
-#include "kv_fluids_dyn/solver/SolverThreadScratch.h"
 #include "kv_math/Vector3.h"
 
 namespace kelvar::fluid {
+
+struct SolverWorkspace;
 
 // The free-surface lattice-Boltzmann solver. It advances each attached
 // MAC_LBM_Fluid3 by whole sub-steps of the fluid's own length; one sub-step
@@ -36,7 +33,9 @@ namespace kelvar::fluid {
 // first sub-steps no pass allocates: per-worker lists live in the solver.
 //
 // The passes are protected so that a derived solver, a test or a benchmark
-// can run one of them on its own.
+// can run one of them on its own; each is a thin call into a pass of its own
+// (solver/internal/*Pass.h) with explicit inputs and its own scratch, and
+// gives the same result whoever calls it.
 class KV_EXPORT MAC_LBM_Solver3 : public LBM_Solver3<MAC_LBM_Fluid3, MAC_LBM_SolverContext3, float> {
 public:
     using Base = LBM_Solver3<MAC_LBM_Fluid3, MAC_LBM_SolverContext3, float>;
@@ -104,39 +103,11 @@ protected:
     // Surface normal at a cell: not estimated, always the zero vector.
     Vector3<double> computeNormal(MAC_LBM_Fluid3& fluid, unsigned int x, unsigned int y, unsigned int z);
 
-    // One record per worker, grown to `threads` entries on demand.
-    SolverThreadScratch* scratchFor(const unsigned int& threads);
-
 private:
     void subStep(MAC_LBM_Fluid3& fluid);
 
-    // Relabelling steps, in the order label() runs them.
-    void binParticles(const unsigned int& threads, MAC_LBM_Fluid3& fluid);
-    void createCellsForParticles(const unsigned int& threads, MAC_LBM_Fluid3& fluid);
-    void emptyCellsWithoutParticles(const unsigned int& threads, MAC_LBM_Fluid3& fluid);
-    void convertSinkNeighbours(const unsigned int& threads, MAC_LBM_Fluid3& fluid);
-    void fillSurroundedCells(const unsigned int& threads, MAC_LBM_Fluid3& fluid);
-    void markFluidNeighbours(const unsigned int& threads, MAC_LBM_Fluid3& fluid);
-
-    // Advection steps.
-    void collectDeepLiquidCells(const unsigned int& threads, MAC_LBM_Fluid3& fluid);
-    void reseedParticles(const unsigned int& threads, MAC_LBM_Fluid3& fluid);
-
-    Array<SolverThreadScratch> scratch;
-    // Shared lists of the relabelling and advection (merged from scratch).
-    ArrayOfPtr<LBM_Q19_MAC_Cell3F, KV_NO> newCells;
-    ArrayOfPtr<LBM_Q19_MAC_Cell3F, KV_NO> surfaceCells;
-    ArrayOfPtr<LBM_Q19_MAC_Cell3F, KV_NO> deepCells;
-    ArrayOfPtr<LBM_Q19_MAC_Cell3F, KV_NO> eligibleCells;
-    // Liquid cells with a solid neighbour, the only ones the wall pass of
-    // the streaming changes (merged from scratch).
-    ArrayOfPtr<LBM_Q19_MAC_Cell3F, KV_NO> wallCells;
-    // Set by subStep while its relabelling runs: wallCells is then the
-    // current step's and no solid has changed since it was built.
-    bool wallCellsCurrent = false;
-    Array<unsigned int> mergedIndices;
-    Array<unsigned int> mergedIds;
-    SolverRand random;
+    // The passes and their scratch, and the re-seeding generator.
+    std::unique_ptr<SolverWorkspace> work;
     SolverPassTimes* passTimes = nullptr;
 };
 

@@ -1,8 +1,3 @@
-// Marker particle advection of the free-surface solver: particles move with
-// the interpolated lattice velocity, bounce off solids, are pushed out of
-// solids, and particles that left the liquid are re-seeded into its deep
-// interior.
-
 #include <algorithm>
 #include <cfloat>
 #include <cmath>
@@ -10,9 +5,9 @@
 
 #include "kv_fluids_dyn/lattice/LBM_MAC_Cell3Flags.h"
 #include "kv_fluids_dyn/lattice/LBM_Q19_Constants.h"
-#include "kv_fluids_dyn/solver/MAC_LBM_Solver3.h"
 #include "kv_fluids_dyn/parallel/RunParallel.h"
-#include "kv_fluids_dyn/solver/VelocitySampler.h"
+#include "kv_fluids_dyn/solver/internal/AdvectionPass.h"
+#include "kv_fluids_dyn/solver/internal/VelocitySampler.h"
 
 namespace kelvar::fluid {
 
@@ -32,8 +27,8 @@ constexpr double kTwoPi = 2.0 * std::numbers::pi;
 // Cells that a deep interior cell must not touch: interface cells and solids.
 constexpr unsigned short kNearSurfaceOrWall = MAC_FLAG_NEAR_INTERFACE | MAC_FLAG_NEIGHBOUR_MARK;
 
-void moveWithFlow(const VelocitySampler& cells, const Grid& grid, const Vector3<float>& velocity,
-                  MAC_Particle3& particle);
+void moveWithSampler(const VelocitySampler& cells, const Grid& grid, const Vector3<float>& velocity,
+                     MAC_Particle3& particle);
 
 // Cell coordinates of p, truncated toward zero, as floats.
 Vector3<float> truncatedCellCoordinates(const Grid& grid, const Vector3<float>& p) {
@@ -56,12 +51,12 @@ Vector3<double> reseedOffset(int r1, int r2) {
     return direction * scale;
 }
 
-void MAC_LBM_Solver3::advect_MAC_Particles(const unsigned int& threadCount, MAC_LBM_Fluid3& fluid) {
-    SolverThreadScratch* const perThread = scratchFor(threadCount);
-    const uint32_t workers = std::max(threadCount, 1u);
+void AdvectionPass::run(MAC_LBM_Fluid3& fluid, SolverRand& random, const unsigned int& threadCount) {
+    Scratch* const perThread = perWorker.forWorkers(threadCount);
+    const uint32_t workers = workerCount(threadCount);
     for (uint32_t t = 0; t < workers; ++t) {
-        perThread[t].particleIds.clear();
-        perThread[t].particles.clear();
+        perThread[t].removedIds.clear();
+        perThread[t].lost.clear();
         perThread[t].minSpeed = FLT_MAX;
         perThread[t].maxSpeed = -FLT_MAX;
     }
@@ -73,14 +68,14 @@ void MAC_LBM_Solver3::advect_MAC_Particles(const unsigned int& threadCount, MAC_
         runParallel(
             system.getParticlesArray(),
             [&](const unsigned int& t, MAC_Particle3* particle) {
-                SolverThreadScratch& mine = perThread[t];
+                Scratch& mine = perThread[t];
                 const Vector3<float> offset = velocityAt.offsetOf(particle->position);
                 const LBM_Cell3<float>* cell = velocityAt.cellAtOffset(offset);
                 if (cell == nullptr) return;
 
                 if (cell->isFluid()) {
                     // The sample's fallback is the velocity of p's own cell.
-                    moveWithFlow(velocityAt, grid,
+                    moveWithSampler(velocityAt, grid,
                                  velocityAt.sample(particle->position, offset, cell->getVelocity()), *particle);
                     const Vector3<float>& v = particle->velocity;
                     const float speed = static_cast<float>(
@@ -92,8 +87,8 @@ void MAC_LBM_Solver3::advect_MAC_Particles(const unsigned int& threadCount, MAC_
                     // best follows the solid's motion (first one on a tie).
                     Tuple3<unsigned int> ijk;
                     grid.locate(particle->position, ijk);
-                    auto& neighbours = mine.movingNeighbours;
-                    getNeighborCells(fluid, ijk, neighbours);
+                    MovingNeighbours& neighbours = mine.neighbours;
+                    fluid.getNeighborCells(ijk, grid, neighbours);
                     int best = -1;
                     float bestAlignment = 0.0f;
                     for (uint32_t m = 0; m < neighbours.size(); ++m) {
@@ -105,25 +100,25 @@ void MAC_LBM_Solver3::advect_MAC_Particles(const unsigned int& threadCount, MAC_
                         }
                     }
                     if (best < 0) {
-                        mine.particleIds.push_back(particle->id);
+                        mine.removedIds.push_back(particle->id);
                     } else {
                         particle->velocity = q19::kVelocity[best + 1];
                         particle->position += q19::kVelocity[best + 1];
                     }
                 } else {
-                    mine.particles.push_back(particle);
+                    mine.lost.push_back(particle);
                 }
             },
             threadCount);
 
-    collectDeepLiquidCells(threadCount, fluid);
-    // Re-seeding goes first: it holds particle pointers, and a removal may
-    // re-sort a chunk of the pool and move particles.
-    mergedIds.clear();
-    reseedParticles(threadCount, fluid);
-    for (uint32_t t = 0; t < workers; ++t)
-        for (const unsigned int id : perThread[t].particleIds) mergedIds.push_back(id);
-    if (!mergedIds.empty()) system.remove(mergedIds);
+    collectDeepCells(fluid, threadCount);
+    removedIds.clear();
+    if (deepCells.empty())
+        appendLostIds(perThread, workers);
+    else
+        reseedLostParticles(fluid, random, threadCount);
+    appendInWorkerOrder(removedIds, perThread, workers, &Scratch::removedIds);
+    if (!removedIds.empty()) system.remove(removedIds);
 
     float minSpeed = 0.0f;
     float maxSpeed = 0.0f;
@@ -139,30 +134,30 @@ void MAC_LBM_Solver3::advect_MAC_Particles(const unsigned int& threadCount, MAC_
     system.setMaxSpeed(maxSpeed);
 }
 
-void MAC_LBM_Solver3::collectDeepLiquidCells(const unsigned int& threadCount, MAC_LBM_Fluid3& fluid) {
-    SolverThreadScratch* const perThread = scratchFor(threadCount);
-    const uint32_t workers = std::max(threadCount, 1u);
-    for (uint32_t t = 0; t < workers; ++t) perThread[t].cells.clear();
+void AdvectionPass::collectDeepCells(MAC_LBM_Fluid3& fluid, const unsigned int& threadCount) {
+    Scratch* const perThread = perWorker.forWorkers(threadCount);
+    const uint32_t workers = workerCount(threadCount);
+    for (uint32_t t = 0; t < workers; ++t) perThread[t].deep.clear();
     runParallel(
         fluid.refArrLiquidCells(),
         [&](const unsigned int& t, LBM_Q19_MAC_Cell3F* cell) {
             if (cell->getType() == LBM_CELL_FLUID && !cell->getFlags().test(kNearSurfaceOrWall))
-                perThread[t].cells.push_back(cell);
+                perThread[t].deep.push_back(cell);
         },
         threadCount);
-    deepCells.clear();
-    for (uint32_t t = 0; t < workers; ++t)
-        for (LBM_Q19_MAC_Cell3F* cell : perThread[t].cells) deepCells.push_back(cell);
+    mergeInWorkerOrder(deepCells, perThread, workers, &Scratch::deep);
 }
 
-void MAC_LBM_Solver3::reseedParticles(const unsigned int& threadCount, MAC_LBM_Fluid3& fluid) {
-    SolverThreadScratch* const perThread = scratchFor(threadCount);
-    const uint32_t workers = std::max(threadCount, 1u);
-    if (deepCells.empty()) {
-        for (uint32_t t = 0; t < workers; ++t)
-            for (const MAC_Particle3* particle : perThread[t].particles) mergedIds.push_back(particle->id);
-        return;
-    }
+// Without a deep cell to go to, lost particles are removed, before the
+// particles that left through solids.
+void AdvectionPass::appendLostIds(const Scratch* perThread, const uint32_t& workers) {
+    for (uint32_t t = 0; t < workers; ++t)
+        for (const MAC_Particle3* particle : perThread[t].lost) removedIds.push_back(particle->id);
+}
+
+void AdvectionPass::reseedLostParticles(MAC_LBM_Fluid3& fluid, SolverRand& random, const unsigned int& threadCount) {
+    Scratch* const perThread = perWorker.forWorkers(threadCount);
+    const uint32_t workers = workerCount(threadCount);
 
     const Grid& grid = fluid.getGrid();
     const Vector3<float>& origin = grid.getBox().min;
@@ -171,7 +166,7 @@ void MAC_LBM_Solver3::reseedParticles(const unsigned int& threadCount, MAC_LBM_F
     const uint32_t nz = grid.getNz();
     ReseedCellPicker picker;
     for (uint32_t t = 0; t < workers; ++t)
-        for (MAC_Particle3* particle : perThread[t].particles) {
+        for (MAC_Particle3* particle : perThread[t].lost) {
             const LBM_Q19_MAC_Cell3F* cell = deepCells[picker.pick(deepCells.size())];
             const uint32_t index = cell->getGridMonoindex();
             const uint32_t x = index / stride;
@@ -188,15 +183,16 @@ void MAC_LBM_Solver3::reseedParticles(const unsigned int& threadCount, MAC_LBM_F
         }
 }
 
-void MAC_LBM_Solver3::advectParticle(const MAC_LBM_Fluid3& fluid, const Vector3<float>& velocity,
-                                     MAC_Particle3& particle) const {
-    moveWithFlow(VelocitySampler(fluid.getGrid()), fluid.getGrid(), velocity, particle);
+void AdvectionPass::moveWithFlow(const MAC_LBM_Fluid3& fluid, const Vector3<float>& velocity,
+                                 MAC_Particle3& particle) {
+    moveWithSampler(VelocitySampler(fluid.getGrid()), fluid.getGrid(), velocity, particle);
 }
 
 namespace {
 
-// advectParticle with the cell lookups of a sampler built for the pass.
-void moveWithFlow(const VelocitySampler& cells, const Grid& grid, const Vector3<float>& velocity,
+// AdvectionPass::moveWithFlow with the cell lookups of a sampler built for
+// the pass.
+void moveWithSampler(const VelocitySampler& cells, const Grid& grid, const Vector3<float>& velocity,
                   MAC_Particle3& particle) {
     const Vector3<float> oldPosition = particle.position;
     const Vector3<float> oldVelocity = particle.velocity;
@@ -225,16 +221,5 @@ void moveWithFlow(const VelocitySampler& cells, const Grid& grid, const Vector3<
 }
 
 }  // namespace
-
-float MAC_LBM_Solver3::SPHKernel(float q) const {
-    if (q < 0.0f || q > 2.0f) return 0.0f;
-    if (q <= 1.0f) return 0.25f * ((4.0f - 6.0f * q * q) + 3.0f * q * q * q);
-    const float r = 2.0f - q;
-    return 0.25f * (r * r * r);
-}
-
-Vector3<double> MAC_LBM_Solver3::computeNormal(MAC_LBM_Fluid3&, unsigned int, unsigned int, unsigned int) {
-    return Vector3<double>();
-}
 
 }  // namespace kelvar::fluid

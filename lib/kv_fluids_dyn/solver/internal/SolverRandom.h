@@ -2,7 +2,6 @@
 
 #include <cstdint>
 
-#include "kv_basic/Export.h"
 #include "kv_math/Vector3.h"
 
 namespace kelvar::fluid {
@@ -12,7 +11,7 @@ namespace kelvar::fluid {
 // to 30 of the state, so they cover [0, 32767] like rand(). Owned by one
 // solver and drawn only on the thread that runs solve(), it keeps re-seeded
 // particle positions reproducible from run to run and free of shared state.
-class KV_EXPORT SolverRand {
+class SolverRand {
 public:
     static constexpr int kMax = 32767;
     static constexpr uint32_t kDefaultSeed = 1;

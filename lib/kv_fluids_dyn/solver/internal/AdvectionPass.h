@@ -1,0 +1,52 @@
+#pragma once
+
+#include "kv_basic/Array.h"
+#include "kv_fluids_dyn/domain/MAC_LBM_Fluid3.h"
+#include "kv_fluids_dyn/particles/MAC_Particle3.h"
+#include "kv_fluids_dyn/solver/internal/PerWorker.h"
+#include "kv_fluids_dyn/solver/internal/SolverRandom.h"
+#include "kv_fluids_dyn/solver/internal/SolverTypes.h"
+
+namespace kelvar::fluid {
+
+// Marker particle advection. A particle in a liquid cell moves with the
+// interpolated lattice velocity and bounces off solids; one in a solid is
+// pushed into the liquid neighbour that best follows the solid's motion
+// (or removed when there is none); one that has left the liquid is
+// re-seeded at a random spot of a deep liquid cell (a full cell with no
+// interface or solid neighbour). Afterwards the particle system carries the
+// speed range of the particles that moved with the flow.
+//
+// Input: the fluid's grid with current velocities, its liquid list with the
+// flags of the last relabelling, and the particles; `random` for the
+// re-seeding offsets. Output: the particles.
+// Re-seeding goes before removals: it holds particle pointers, and a removal
+// may re-sort a chunk of the pool and move particles.
+class AdvectionPass {
+public:
+    void run(MAC_LBM_Fluid3& fluid, SolverRand& random, const unsigned int& threads);
+
+    // One particle of a liquid cell moved by `velocity` (lattice units), with
+    // the bounce off solids; what run() does for each such particle.
+    static void moveWithFlow(const MAC_LBM_Fluid3& fluid, const Vector3<float>& velocity, MAC_Particle3& particle);
+
+private:
+    struct alignas(64) Scratch {
+        MovingNeighbours neighbours;
+        Array<unsigned int> removedIds;
+        ArrayOfPtr<MAC_Particle3, KV_NO> lost;
+        LiquidCells deep;
+        float minSpeed = 0.0f;
+        float maxSpeed = 0.0f;
+    };
+
+    void collectDeepCells(MAC_LBM_Fluid3& fluid, const unsigned int& threads);
+    void reseedLostParticles(MAC_LBM_Fluid3& fluid, SolverRand& random, const unsigned int& threads);
+    void appendLostIds(const Scratch* perThread, const uint32_t& workers);
+
+    PerWorker<Scratch> perWorker;
+    LiquidCells deepCells;
+    Array<unsigned int> removedIds;
+};
+
+}  // namespace kelvar::fluid

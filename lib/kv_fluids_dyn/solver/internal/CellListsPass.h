@@ -1,0 +1,33 @@
+#pragma once
+
+#include "kv_fluids_dyn/domain/MAC_LBM_Fluid3.h"
+#include "kv_fluids_dyn/solver/internal/PerWorker.h"
+#include "kv_fluids_dyn/solver/internal/SolverTypes.h"
+
+namespace kelvar::fluid {
+
+// Rebuilds the fluid's per-step cell lists from its grid: every liquid cell
+// (full or interface), the interface cells among them, the solids and the
+// sinks, each in grid order, so that the later passes of the sub-step walk
+// dense arrays instead of the grid.
+//
+// Input: the grid. Output: the fluid's four lists (run) or its solid list
+// alone (runSolids). Each worker lists the cells of its contiguous range of
+// grid positions; the lists are merged in worker order.
+class CellListsPass {
+public:
+    void run(MAC_LBM_Fluid3& fluid, const unsigned int& threads);
+    void runSolids(MAC_LBM_Fluid3& fluid, const unsigned int& threads);
+
+private:
+    struct alignas(64) Lists {
+        LiquidCells liquid;
+        LiquidCells interface;
+        SolidCells solid;
+        SinkCells sink;
+    };
+
+    PerWorker<Lists> perWorker;
+};
+
+}  // namespace kelvar::fluid

@@ -1,0 +1,28 @@
+#pragma once
+
+#include "kv_basic/Tuple.h"
+#include "kv_fluids_dyn/solver/internal/SolverTypes.h"
+
+namespace kelvar::fluid {
+
+// The liquid density sums of the sub-step's bookkeeping. Each adds floats
+// one at a time in grid order, so the same cells give the same bits however
+// the sum is reached.
+
+// The sum over a list of liquid cells in its order.
+float liquidDensitySum(const LiquidCells& cells);
+
+// The sum over the liquid cells after the relabelling, without a walk over
+// the grid: those are the step's liquid list (grid order) less the emptied
+// cells, which have lost their type, plus the cells the relabelling created
+// (grid order too); merged by grid index, the same cells are summed in the
+// same order as a walk over the grid would.
+float liquidDensitySumAfterRelabel(const LiquidCells& listed, const LiquidCells& created);
+
+// Density and mass sums over the grid's liquid cells, in grid order.
+Tuple2<float, float> gridDensityAndMass(const SolverGrid& grid);
+
+// Density sum, smallest and largest density over the grid's liquid cells.
+Tuple3<float> gridDensityRange(const SolverGrid& grid);
+
+}  // namespace kelvar::fluid

@@ -1,0 +1,54 @@
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+
+#include "kv_basic/Array.h"
+
+namespace kelvar::fluid {
+
+// One record of T per worker of a parallel pass, indexed by the worker's
+// index (runParallel's first argument). Records live as long as the pass
+// that owns them and are reused from sub-step to sub-step: a pass clears the
+// lists it uses and never frees them, so once the lists have grown no pass
+// allocates. T is declared alignas(64), so that each record starts on its
+// own cache line and workers writing their records do not share a line.
+template <class T>
+class PerWorker {
+    static_assert(alignof(T) % 64 == 0, "per-worker records must be cache-line aligned");
+
+public:
+    // The records of `threads` workers (0 counts as 1), grown on demand.
+    T* forWorkers(const unsigned int& threads) {
+        const uint32_t needed = std::max(threads, 1u);
+        if (records.size() < needed) records.resize(needed);
+        return records.data();
+    }
+
+private:
+    Array<T> records;
+};
+
+// The workers' count, as the passes run it: 0 threads is one worker.
+inline uint32_t workerCount(const unsigned int& threads) { return std::max(threads, 1u); }
+
+// Appends the lists `list` of the first `workers` records to `out` in
+// worker order. With runParallel's contiguous split that is the order of
+// the pass's input, whatever the thread count.
+template <class Out, class Record, class List>
+void appendInWorkerOrder(Out& out, const Record* records, const uint32_t& workers, List Record::*list) {
+    uint32_t total = out.size();
+    for (uint32_t t = 0; t < workers; ++t) total += (records[t].*list).size();
+    out.reserve(total);
+    for (uint32_t t = 0; t < workers; ++t)
+        for (const auto& element : records[t].*list) out.push_back(element);
+}
+
+// The same into an emptied `out`.
+template <class Out, class Record, class List>
+void mergeInWorkerOrder(Out& out, const Record* records, const uint32_t& workers, List Record::*list) {
+    out.clear();
+    appendInWorkerOrder(out, records, workers, list);
+}
+
+}  // namespace kelvar::fluid

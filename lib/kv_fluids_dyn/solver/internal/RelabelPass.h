@@ -1,0 +1,75 @@
+#pragma once
+
+#include "kv_basic/Array.h"
+#include "kv_fluids_dyn/domain/MAC_LBM_Fluid3.h"
+#include "kv_fluids_dyn/solver/internal/PerWorker.h"
+#include "kv_fluids_dyn/solver/internal/SolverTypes.h"
+
+namespace kelvar::fluid {
+
+// Relabelling from the marker particles: a cell is liquid while a particle
+// lies in it. run() takes its steps in this order:
+//   1. clear the per-step flags;
+//   2-4. bin the particles into cells: liquid cells with a particle are
+//      flagged, particles in sinks are deleted, empty sites that hold a
+//      particle are recorded;
+//   5. create an interface cell at each recorded site, initialised from its
+//      liquid neighbours;
+//   6-7. empty the liquid cells without a particle and turn their full
+//      neighbours into interface cells;
+//   8. turn the full neighbours of sinks into interface cells;
+//   9. fill the surface cells whose neighbourhood is complete, and flag the
+//      ones with no interface cell above them;
+//   10-11. flag full cells next to interface cells and next to solids.
+// Steps 9 and 10 work on the surface cells: the new cells, the interface
+// cells of the sub-step's list (emptied ones are skipped by their type) and
+// the cells converted in steps 7 and 8. Taking every interface cell, not only
+// the ones that changed, lets a surface cell whose missing neighbours have
+// appeared become full, and keeps the surface flags true for the whole
+// surface.
+//
+// Input: the fluid's grid, its four cell lists as rebuilt at the start of
+// the sub-step, its particles, and `wallCells`: the liquid-list cells with a
+// solid neighbour, for solids as they are now (StreamPass::wallCells()).
+// Output: the grid and the cells relabelled, particles in sinks removed, and
+// createdCells(), the cells made in step 5 in grid order.
+class RelabelPass {
+public:
+    void run(MAC_LBM_Fluid3& fluid, const LiquidCells& wallCells, const MAC_LBM_Fluid3::SolverKey& key,
+             const unsigned int& threads);
+
+    const LiquidCells& createdCells() const { return newCells; }
+
+    // Step 1 alone: clears the per-step flags of the listed liquid, solid and
+    // sink cells.
+    static void clearStepFlags(MAC_LBM_Fluid3& fluid, const unsigned int& threads);
+
+private:
+    struct alignas(64) Scratch {
+        AllNeighbours neighbours;
+        MovingNeighbours movingNeighbours;
+        Array<unsigned int> sites;
+        Array<unsigned int> sunkIds;
+        LiquidCells emptied;
+        LiquidCells toInterface;
+        LiquidCells filled;
+    };
+
+    void binParticles(MAC_LBM_Fluid3& fluid, const unsigned int& threads);
+    void createCellsForParticles(MAC_LBM_Fluid3& fluid, const MAC_LBM_Fluid3::SolverKey& key,
+                                 const unsigned int& threads);
+    void emptyCellsWithoutParticles(MAC_LBM_Fluid3& fluid, const MAC_LBM_Fluid3::SolverKey& key,
+                                    const unsigned int& threads);
+    void convertSinkNeighbours(MAC_LBM_Fluid3& fluid, const unsigned int& threads);
+    void fillSurroundedCells(MAC_LBM_Fluid3& fluid, const unsigned int& threads);
+    void markFluidNeighbours(MAC_LBM_Fluid3& fluid, const LiquidCells& wallCells, const unsigned int& threads);
+    void convertToInterface(const uint32_t& workers);
+
+    PerWorker<Scratch> perWorker;
+    Array<unsigned int> sites;
+    Array<unsigned int> sunkIds;
+    LiquidCells newCells;
+    LiquidCells surfaceCells;
+};
+
+}  // namespace kelvar::fluid
