@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <cctype>
+#include <filesystem>
 #include <fstream>
+#include <system_error>
 
 #include "kv_geometry/detail/ObjFormat.h"
 #include "kv_geometry/detail/PlyFormat.h"
@@ -22,24 +24,33 @@ std::string lowerExtension(const std::string& path) {
     return extension;
 }
 
+// Reads the whole file in chunks: the memory taken grows with the bytes
+// that actually arrive, never with a size the stream reports (a directory
+// reports an absurd one, a pipe or a /proc file none at all).
 bool readFile(const std::string& path, std::string& bytes, std::string& error) {
-    std::ifstream file(path, std::ios::binary | std::ios::ate);
+    std::error_code status;
+    if (!std::filesystem::is_regular_file(path, status)) {
+        error = path + (std::filesystem::exists(path, status) ? ": not a regular file" : ": cannot open for reading");
+        return false;
+    }
+    std::ifstream file(path, std::ios::binary);
     if (!file) {
         error = path + ": cannot open for reading";
         return false;
     }
-    const std::streamoff size = file.tellg();
-    if (size < 0) {
-        error = path + ": cannot determine the file size";
-        return false;
+    constexpr std::size_t kChunk = std::size_t(1) << 20;
+    bytes.clear();
+    for (;;) {
+        const std::size_t used = bytes.size();
+        bytes.resize(used + kChunk);
+        file.read(bytes.data() + used, std::streamsize(kChunk));
+        bytes.resize(used + std::size_t(file.gcount()));
+        if (file.eof()) return true;
+        if (!file) {
+            error = path + ": read failed";
+            return false;
+        }
     }
-    bytes.resize(std::size_t(size));
-    file.seekg(0);
-    if (!file.read(bytes.data(), size)) {
-        error = path + ": read failed";
-        return false;
-    }
-    return true;
 }
 
 }  // namespace

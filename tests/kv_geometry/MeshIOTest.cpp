@@ -97,6 +97,11 @@ TEST(MeshIO, FilesAreChosenByCaseInsensitiveExtension) {
     Mesh out;
     EXPECT_FALSE(readMesh((dir / "missing.obj").string(), out, error));
     EXPECT_NE(error.find("missing.obj"), std::string::npos);
+    // A directory reports a size of 2^63 - 1 through the stream: refused
+    // before anything is allocated.
+    std::filesystem::create_directories(dir / "folder.obj");
+    EXPECT_FALSE(readMesh((dir / "folder.obj").string(), out, error));
+    EXPECT_NE(error.find("not a regular file"), std::string::npos) << error;
     EXPECT_FALSE(writeMesh((dir / "x.dae").string(), mesh, error));
     std::filesystem::remove_all(dir);
 }

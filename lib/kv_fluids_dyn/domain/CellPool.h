@@ -29,33 +29,42 @@ public:
     CellPool(const CellPool&) = delete;
     CellPool& operator=(const CellPool&) = delete;
 
+    // Throws std::bad_alloc when a new chunk cannot be had; the pool is then
+    // as it was.
     Cell* acquire() {
-        ++count;
         if (!freeCells.empty()) {
             Cell* cell = freeCells.back();
             freeCells.pop_back();
+            ++count;
             return cell;
         }
-        if (slot == kChunkSize) {
+        const bool chunkFull = slot == kChunkSize;
+        if (chunk + (chunkFull ? 1u : 0u) == chunks.size()) addChunk();
+        if (chunkFull) {
             ++chunk;
             slot = 0;
         }
-        if (chunk == chunks.size()) addChunk();
+        ++count;
         return chunks[chunk].get() + slot++;
     }
 
     // Adds now the chunks that the next `count` acquisitions would add one
     // by one, constructing their cells on `threads` workers, so that a large
     // batch of new cells is first touched in parallel. Which cells the
-    // acquisitions return does not change.
+    // acquisitions return does not change. Throws std::bad_alloc when the
+    // memory cannot be had; the pool is then as it was.
     void reserve(const uint32_t& count, const unsigned int& threads) {
         const uint64_t available = uint64_t(freeCells.size()) + uint64_t(chunks.size() - chunk) * kChunkSize - slot;
         if (count <= available) return;
-        const uint32_t first = chunks.size();
         const uint32_t added = uint32_t((count - available + kChunkSize - 1) / kChunkSize);
-        for (uint32_t c = 0; c < added; ++c) chunks.push_back(allocateChunk());
+        // Everything that can fail comes before the first cell is built.
+        Array<RawChunk> raw;
+        raw.reserve(added);
+        for (uint32_t c = 0; c < added; ++c) raw.push_back(allocateChunk());
+        chunks.reserve(chunks.size() + added);
         runParallelIndices(
-            added, [&](const unsigned int&, const uint32_t& c) { constructChunk(chunks[first + c].get()); }, threads);
+            added, [&](const unsigned int&, const uint32_t& c) { constructChunk(raw[c].get()); }, threads);
+        for (RawChunk& storage : raw) chunks.push_back(ChunkStorage(storage.release()));
     }
 
     void release(Cell* cell) {
@@ -69,8 +78,10 @@ public:
     // Drops every cell and keeps one fresh chunk; the free list keeps room
     // for one chunk's worth of cells.
     void clear() {
+        RawChunk raw = allocateChunk();
         chunks.clear();
-        addChunk();
+        constructChunk(raw.get());
+        chunks.push_back(ChunkStorage(raw.release()));
         rewind();
         freeCells.setCapacity(kChunkSize);
     }
@@ -80,25 +91,34 @@ public:
     uint32_t getChunkCount() const { return chunks.size(); }
 
 private:
-    // A chunk's storage: raw until constructChunk(), destroyed cell by cell.
+    // A chunk's storage before its cells are built: freed without running
+    // any destructor.
+    struct RawDeleter {
+        void operator()(Cell* cells) const { ::operator delete(cells, std::align_val_t(alignof(Cell))); }
+    };
+    using RawChunk = std::unique_ptr<Cell, RawDeleter>;
+    // A chunk whose cells are built: destroyed cell by cell, then freed.
     struct ChunkDeleter {
         void operator()(Cell* cells) const {
             for (uint32_t n = 0; n < kChunkSize; ++n) cells[n].~Cell();
-            ::operator delete(cells, std::align_val_t(alignof(Cell)));
+            RawDeleter()(cells);
         }
     };
     using ChunkStorage = std::unique_ptr<Cell, ChunkDeleter>;
 
-    static ChunkStorage allocateChunk() {
-        return ChunkStorage(
+    static RawChunk allocateChunk() {
+        return RawChunk(
             static_cast<Cell*>(::operator new(sizeof(Cell) * kChunkSize, std::align_val_t(alignof(Cell)))));
     }
-    static void constructChunk(Cell* cells) {
+    // Cell construction does not throw, so a built chunk is never partial.
+    static void constructChunk(Cell* cells) noexcept {
         for (uint32_t n = 0; n < kChunkSize; ++n) new (cells + n) Cell();
     }
     void addChunk() {
-        chunks.push_back(allocateChunk());
-        constructChunk(chunks[chunks.size() - 1].get());
+        RawChunk raw = allocateChunk();
+        if (chunks.size() == chunks.capacity()) chunks.reserve(Array<ChunkStorage>::grownCapacity(chunks.size()));
+        constructChunk(raw.get());
+        chunks.push_back(ChunkStorage(raw.release()));
     }
 
     void rewind() {

@@ -193,7 +193,7 @@ namespace {
 // AdvectionPass::moveWithFlow with the cell lookups of a sampler built for
 // the pass.
 void moveWithSampler(const VelocitySampler& cells, const Grid& grid, const Vector3<float>& velocity,
-                  MAC_Particle3& particle) {
+                     MAC_Particle3& particle) {
     const Vector3<float> oldPosition = particle.position;
     const Vector3<float> oldVelocity = particle.velocity;
     particle.velocity = velocity;
