@@ -6,6 +6,7 @@
 
 #include "kv_geometry/detail/ParallelRanges.h"
 #include "kv_geometry/detail/AxisRayCrossings.h"
+#include "kv_geometry/detail/PartOrientation.h"
 #include "kv_geometry/detail/TriangleBoxOverlap.h"
 
 namespace kelvar {
@@ -140,7 +141,9 @@ public:
         Tuple3<unsigned> first;
         Tuple3<unsigned> count;
         unionOfRegions(layouts, first, count);
-        for (unsigned axis = 0; axis < 3; ++axis) rays_[axis].build(mesh, lattice, first, count, axis, threads);
+        const std::vector<int8_t> orientation = detail::partOrientations(mesh);
+        for (unsigned axis = 0; axis < 3; ++axis)
+            rays_[axis].build(mesh, orientation, lattice, first, count, axis, threads);
     }
 
     void fill(const BoxGrid3<float>& grid, unsigned minimumVotes, std::vector<uint8_t>& votes, ArrayBit& inside) const {

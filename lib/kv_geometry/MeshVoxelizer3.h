@@ -26,7 +26,11 @@ namespace kelvar {
 //   uses exact tie-breaking for rays through edges and vertices, so
 //   watertight meshes agree on all three; a crack or a hole spoils the rays
 //   through it along one axis only and is outvoted. Overlapping closed parts
-//   count as their union; the orientation of a closed part does not matter.
+//   count as their union; the orientation of a closed part does not matter
+//   (each part's crossings count with the sign of its own enclosed volume,
+//   so a part wound inside out adds to its neighbours instead of cancelling
+//   them, and a closed part nested in another fills its cavity). Parts are
+//   told apart by shared corner positions.
 //
 // Work is spread over `threads` std::threads as static contiguous ranges
 // (of triangles for the ray crossings, of chunks for the answers); every

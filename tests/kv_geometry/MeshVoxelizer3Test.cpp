@@ -3,6 +3,7 @@
 #include <set>
 #include <tuple>
 
+#include "kv_geometry/MeshIO.h"
 #include "kv_geometry/MeshPrimitives.h"
 #include "kv_geometry/MeshVoxelizer3.h"
 #include "kv_geometry/detail/TriangleBoxOverlap.h"
@@ -88,6 +89,27 @@ TEST(MeshVoxelizer3, OverlappingTouchingAndInvertedPartsCountAsTheirUnion) {
     Array<MeshGrid3BoxesFaces<float>> chunks;
     ASSERT_TRUE(rasterizeMesh(parts, lattice, whole(lattice), chunks, 3));
     EXPECT_EQ(countInside(chunks), first + second + third + fourth);
+}
+
+// Two closed boxes wound in opposite directions overlap in 4 x 5 x 6 cells;
+// read back from an STL file, every face repeats its corners, and the parts
+// must still be told apart by position.
+TEST(MeshVoxelizer3, OppositelyWoundOverlappingPartsDoNotCancel) {
+    const Lattice lattice = unitLattice(32);
+    Mesh parts = makeBoxMesh(Box3<float>({2, 2, 2}, {10, 10, 10}), 2);
+    Mesh inverted = makeBoxMesh(Box3<float>({6, 5, 4}, {14, 13, 12}), 2);
+    for (auto& t : inverted.refTriangles()) std::swap(t.second, t.third);
+    parts.addMesh(inverted);
+    std::string bytes, error;
+    ASSERT_TRUE(writeMeshToMemory(parts, MeshFileFormat::Stl, false, bytes, error)) << error;
+    Mesh unwelded;
+    ASSERT_TRUE(readMeshFromMemory(bytes.data(), bytes.size(), MeshFileFormat::Stl, "parts.stl", unwelded, error));
+    const uint32_t unionCount = 8 * 8 * 8 + 8 * 8 * 8 - 4 * 5 * 6;
+    for (const Mesh* mesh : {&parts, &unwelded}) {
+        Array<Box3BoxesBits<float>> solid;
+        ASSERT_TRUE(rasterizeSolidMesh(*mesh, lattice, whole(lattice), solid, 2));
+        EXPECT_EQ(countInside(solid), unionCount);
+    }
 }
 
 TEST(MeshVoxelizer3, RaysThroughVerticesAndEdgesCountOnce) {

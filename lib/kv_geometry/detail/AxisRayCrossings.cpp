@@ -27,7 +27,8 @@ bool insideEdge(const Point2& p0, const Point2& p1, const Point2& p) {
 
 }  // namespace
 
-void AxisRayCrossings::build(const Mesh& mesh, const VoxelLattice3<float>& lattice, const Tuple3<unsigned>& first,
+void AxisRayCrossings::build(const Mesh& mesh, const std::vector<int8_t>& orientation,
+                             const VoxelLattice3<float>& lattice, const Tuple3<unsigned>& first,
                              const Tuple3<unsigned>& count, unsigned axis, unsigned threads) {
     lattice_ = lattice;
     axis_ = axis;
@@ -39,7 +40,7 @@ void AxisRayCrossings::build(const Mesh& mesh, const VoxelLattice3<float>& latti
     if (threads == 0) threads = 1;
     std::vector<std::vector<Crossing>> perThread(threads);
     runRangesParallel(mesh.triangleCount(), threads, [&](uint32_t begin, uint32_t end, unsigned thread) {
-        for (uint32_t t = begin; t < end; ++t) collect(mesh, t, perThread[thread]);
+        for (uint32_t t = begin; t < end; ++t) collect(mesh, t, orientation[t], perThread[thread]);
     });
     std::vector<Crossing> all;
     std::size_t total = 0;
@@ -71,7 +72,8 @@ void AxisRayCrossings::build(const Mesh& mesh, const VoxelLattice3<float>& latti
     }
 }
 
-void AxisRayCrossings::collect(const Mesh& mesh, uint32_t triangle, std::vector<Crossing>& out) const {
+void AxisRayCrossings::collect(const Mesh& mesh, uint32_t triangle, int32_t orientation,
+                               std::vector<Crossing>& out) const {
     const Mesh::Triangle& t = mesh.getTriangles()[triangle];
     const auto& p = mesh.getVertices();
     const uint32_t n = mesh.vertexCount();
@@ -85,7 +87,7 @@ void AxisRayCrossings::collect(const Mesh& mesh, uint32_t triangle, std::vector<
 
     Point2 q[3] = {{a[u_], a[v_]}, {b[u_], b[v_]}, {c[u_], c[v_]}};
     if (projectedArea < 0.0) std::swap(q[1], q[2]);  // counter-clockwise for the inclusion tests
-    const int32_t sign = projectedArea > 0.0 ? -1 : 1;
+    const int32_t sign = (projectedArea > 0.0 ? -1 : 1) * orientation;
 
     // Candidate columns: cell centres within the projection's bounding rectangle.
     const double lowest[2] = {std::min({q[0].u, q[1].u, q[2].u}), std::min({q[0].v, q[1].v, q[2].v})};

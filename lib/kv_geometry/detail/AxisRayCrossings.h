@@ -19,14 +19,17 @@ namespace kelvar::detail {
 // vertex of a watertight mesh crosses exactly one triangle of each sheet.
 // Each crossing adds +1 (the triangle faces against the ray direction: the
 // line enters) or -1 (it leaves); the winding number of a cell centre is the
-// sum of the crossings before it along the ray axis, and it is non-zero
-// inside a closed mesh, whatever its orientation.
+// sum of the crossings before it along the ray axis. Crossings count with
+// the orientation of their part (PartOrientation.h), so every closed part
+// winds +1 inside whatever its own orientation, and the winding number is
+// non-zero exactly inside the union of the closed parts.
 class AxisRayCrossings {
 public:
     // Collects the crossings of all lines of the columns in [first, first + count)
     // (the ray axis's entries are ignored), splitting the triangles over `threads`.
-    void build(const Mesh& mesh, const VoxelLattice3<float>& lattice, const Tuple3<unsigned>& first,
-               const Tuple3<unsigned>& count, unsigned axis, unsigned threads);
+    // `orientation` holds the part orientation of every triangle.
+    void build(const Mesh& mesh, const std::vector<int8_t>& orientation, const VoxelLattice3<float>& lattice,
+               const Tuple3<unsigned>& first, const Tuple3<unsigned>& count, unsigned axis, unsigned threads);
 
     // Adds 1 to votes[n] for every cell of the block whose winding number is
     // non-zero, n numbering the block's cells with z fastest. The block must
@@ -39,7 +42,7 @@ private:
         double depth;
         int32_t sign;
     };
-    void collect(const Mesh& mesh, uint32_t triangle, std::vector<Crossing>& out) const;
+    void collect(const Mesh& mesh, uint32_t triangle, int32_t orientation, std::vector<Crossing>& out) const;
 
     VoxelLattice3<float> lattice_;
     unsigned axis_ = 0;
