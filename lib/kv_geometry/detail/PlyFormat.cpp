@@ -72,6 +72,13 @@ bool knownVertexProperty(const std::string& name, std::string& base, uint32_t& c
     return true;
 }
 
+// A vertex index as read (a double holding a whole number, or not).
+std::string indexText(double index) {
+    char text[32];
+    std::snprintf(text, sizeof text, "%.17g", index);
+    return text;
+}
+
 class PlyReader {
 public:
     PlyReader(const char* data, std::size_t size, const std::string& name, std::string& error)
@@ -85,6 +92,10 @@ public:
             return false;
         }
         PlyValueStream values(data_, size_, header_);
+        // Known from the header, so that each face index is checked where
+        // it is read, whichever element comes first.
+        for (const Element& element : header_.elements)
+            if (element.name == "vertex") vertexCount_ += element.count;
         for (const Element& element : header_.elements) {
             if (!checkCount(element, values)) return false;
             bool ok = false;
@@ -96,7 +107,6 @@ public:
                 ok = skipElement(element, values);
             if (!ok) return false;
         }
-        if (!checkIndices()) return false;
         build(out);
         return true;
     }
@@ -277,6 +287,9 @@ private:
             const std::size_t fan[3] = {0, t, t + 1};
             for (std::size_t c : fan) {
                 if (polygon[c] < 0.0) return fail(values, "negative vertex index");
+                if (polygon[c] >= double(vertexCount_))
+                    return fail(values, "vertex index " + indexText(polygon[c]) + " beyond the " +
+                                            std::to_string(vertexCount_) + " vertices");
                 indices_.push_back(uint64_t(polygon[c]));
             }
             for (PendingAttribute& a : attributes_)
@@ -290,16 +303,6 @@ private:
             }
         }
         if (indices_.size() / 3 > kMaxElements) return fail(values, "more triangles than a mesh can hold");
-        return true;
-    }
-
-    bool checkIndices() {
-        for (uint64_t index : indices_)
-            if (index >= positions_.size()) {
-                error_ = name_ + ": vertex index " + std::to_string(index) + " beyond the " +
-                         std::to_string(positions_.size()) + " vertices";
-                return false;
-            }
         return true;
     }
 
@@ -342,6 +345,7 @@ private:
     PlyHeader header_;
     std::vector<Vector3<float>> positions_;
     std::vector<uint64_t> indices_;
+    uint64_t vertexCount_ = 0;
     std::vector<PendingAttribute> attributes_;
 };
 
