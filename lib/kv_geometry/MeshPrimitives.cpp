@@ -18,7 +18,13 @@ Mesh makeBoxMesh(const Box3<float>& box, unsigned divisions) {
         const auto found = welded.find(key);
         if (found != welded.end()) return found->second;
         const Vector3<float> t(float(a) / float(divisions), float(b) / float(divisions), float(c) / float(divisions));
-        const uint32_t index = mesh.addVertex(box.min + box.extent().mul(t));
+        Vector3<float> p = box.min + box.extent().mul(t);
+        // A box wider than the float range has an infinite extent: its
+        // corners come from the double-precision extent instead.
+        for (unsigned axis = 0; axis < 3; ++axis)
+            if (!std::isfinite(p[axis]) && std::isfinite(box.min[axis]) && std::isfinite(box.max[axis]))
+                p[axis] = float(double(box.min[axis]) + (double(box.max[axis]) - double(box.min[axis])) * t[axis]);
+        const uint32_t index = mesh.addVertex(p);
         welded.emplace(key, index);
         return index;
     };

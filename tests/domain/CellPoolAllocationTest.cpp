@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cstdlib>
 #include <new>
 
@@ -35,12 +36,13 @@ namespace kelvar::fluid::test {
 namespace {
 
 // A cell that counts how many of its kind exist, so that a destructor run
-// on storage that was never constructed shows as a negative count.
+// on storage that was never constructed shows as a negative count. Cells
+// are built on several workers at once, hence the atomic count.
 struct CountedCell {
     CountedCell() { ++alive; }
     ~CountedCell() { --alive; }
     unsigned char payload[160] = {};
-    static inline int alive = 0;
+    static inline std::atomic<int> alive{0};
 };
 
 using Pool = CellPool<CountedCell>;

@@ -124,5 +124,25 @@ TEST(DomainEmission, LeavesWallsAndDrainsAndIgnoresMeshesOutside) {
     EXPECT_EQ(fluid.get_MAC_ParticleSystem().getParticlesCount(), 63u * 8u);
 }
 
+// A box far larger than the domain fills it whatever its size: world
+// coordinates whose grid-space image overflows a float are pulled in, not
+// dropped. The sink of the same size drains all of it again.
+TEST(DomainEmission, BoxesBeyondTheFloatRangeOfGridSpaceStillEnclose) {
+    for (const float reach : {1e6f, 3e38f}) {
+        MAC_LBM_Fluid3 fluid;
+        sizeGrid(fluid, 6, 6, 6);
+        // Cells of about 1 cm, so that 3e38 m overflows a float in cells.
+        fluid.setScale(fluid.getTransformWorld().getScale() * 0.01f);
+        ASSERT_EQ(fluid.getGrid().getNx(), 6u);
+        fluid.initialize();
+        fluid.setDomainBoundaryCells();
+        const Mesh enclosing = makeBoxMesh(Box3<float>({-reach, -reach, -reach}, {reach, reach, reach}));
+        fluid.setFluidCells(enclosing, {}, 0.0f, 1, 1);
+        EXPECT_EQ(countTypes(fluid)[LBM_CELL_FLUID], 64u) << reach;
+        fluid.setSinkCells(enclosing, true);
+        EXPECT_EQ(fluid.getLiquidCellCount(), 0u) << reach;
+    }
+}
+
 }  // namespace
 }  // namespace kelvar::fluid

@@ -1,5 +1,8 @@
 #include "kv_fluids_dyn/domain/internal/GridVoxelization.h"
 
+#include <algorithm>
+#include <cmath>
+
 #include "kv_geometry/MeshVoxelizer3.h"
 
 namespace kelvar::fluid::detail {
@@ -12,9 +15,44 @@ VoxelLattice3<float> gridLattice(const FluidGrid& grid) {
     return lattice;
 }
 
-void meshFromWorldToGrid(const Mesh& worldMesh, const Transform3<float>& gridToWorld, Mesh& gridMesh) {
+namespace {
+
+// Whether a grid-space coordinate lies within kFarCells of [low, high].
+bool near(const float& c, const float& low, const float& high) {
+    return c >= low - kFarCells && c <= high + kFarCells;
+}
+
+// The world point p taken to grid space in double precision, each axis
+// clamped to within kFarCells of the grid's box.
+Vector3<float> pulledIn(const Matrix4<float>& worldToGrid, const Vector3<float>& p, const Box3<float>& box) {
+    Vector3<float> out;
+    for (unsigned r = 0; r < 3; ++r) {
+        const auto& m = worldToGrid.m[r];
+        const double c = double(m[0]) * p.x + double(m[1]) * p.y + double(m[2]) * p.z + double(m[3]);
+        out[r] = float(std::clamp(c, double(box.min[r]) - kFarCells, double(box.max[r]) + kFarCells));
+    }
+    return out;
+}
+
+}  // namespace
+
+void meshFromWorldToGrid(const Mesh& worldMesh, const Transform3<float>& gridToWorld, const FluidGrid& grid,
+                         Mesh& gridMesh) {
     gridMesh.copyFrom(worldMesh);
-    gridMesh.transform(gridToWorld.getInverseMatrix());
+    const Matrix4<float>& worldToGrid = gridToWorld.getInverseMatrix();
+    gridMesh.transform(worldToGrid);
+
+    const Box3<float>& box = grid.getBox();
+    const Array<Vector3<float>>& world = worldMesh.getVertices();
+    const Array<Vector3<float>>& placed = gridMesh.getVertices();
+    for (uint32_t v = 0; v < placed.size(); ++v) {
+        const Vector3<float>& p = placed[v];
+        if (near(p.x, box.min.x, box.max.x) && near(p.y, box.min.y, box.max.y) && near(p.z, box.min.z, box.max.z))
+            continue;
+        const Vector3<float>& q = world[v];
+        if (!std::isfinite(q.x) || !std::isfinite(q.y) || !std::isfinite(q.z)) continue;
+        gridMesh.refVertices()[v] = pulledIn(worldToGrid, q, box);
+    }
     if (!gridMesh.isBoxValid()) gridMesh.workBox();
 }
 

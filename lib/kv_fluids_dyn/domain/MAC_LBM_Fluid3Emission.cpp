@@ -71,7 +71,7 @@ float jitterOffset(const float& draw) {
 void MAC_LBM_Fluid3::setFluidCells(const Mesh& mesh, const Vector3<float>& velocity, const float& jitter,
                                    const int& seed, const unsigned short& id) {
     Mesh gridMesh;
-    detail::meshFromWorldToGrid(mesh, xformGridToWorld, gridMesh);
+    detail::meshFromWorldToGrid(mesh, xformGridToWorld, grid, gridMesh);
     Array<MeshGrid3BoxesFaces<float>> chunks;
     if (!detail::rasterizeMesh(gridMesh, grid, threads, chunks)) return;
 

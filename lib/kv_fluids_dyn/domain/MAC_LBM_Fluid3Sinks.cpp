@@ -20,7 +20,7 @@ constexpr uint32_t kNeighbourCount = q19::kDirectionCount - 1;
 
 void MAC_LBM_Fluid3::setSinkCells(const Mesh& mesh, const bool& inside) {
     Mesh gridMesh;
-    detail::meshFromWorldToGrid(mesh, xformGridToWorld, gridMesh);
+    detail::meshFromWorldToGrid(mesh, xformGridToWorld, grid, gridMesh);
     if (!gridMesh.isBoxValid()) return;
     // Cells inside the mesh lie within its box; cells outside it anywhere
     // in the grid.

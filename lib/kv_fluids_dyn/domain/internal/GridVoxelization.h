@@ -28,7 +28,18 @@ VoxelLattice3<float> gridLattice(const FluidGrid& grid);
 
 // A grid-space copy of a world-space mesh: transformed by the inverse of
 // gridToWorld, with its bounding box computed.
-void meshFromWorldToGrid(const Mesh& worldMesh, const Transform3<float>& gridToWorld, Mesh& gridMesh);
+//
+// A vertex that lands farther than kFarCells from the grid's box along an
+// axis (or beyond the float range, as a box of +-1e38 m enclosing the
+// domain would) is taken to exactly that distance along that axis, from its
+// position worked out in double precision. A face that is flat along the
+// axis there, as a box's faces are, keeps its meaning exactly; nearer
+// vertices, and so every mesh that stays within that distance, are untouched.
+void meshFromWorldToGrid(const Mesh& worldMesh, const Transform3<float>& gridToWorld, const FluidGrid& grid,
+                         Mesh& gridMesh);
+
+// How far outside the grid's box, in cells, a grid-space vertex may lie.
+inline constexpr double kFarCells = 16777216.0;
 
 // The chunk layout the voxeliser uses for the regions; returns the count.
 uint32_t createGridChunks(const FluidGrid& grid, const Array<Box3<float>>& regions, Array<BoxGrid3<float>>& chunks);
