@@ -151,8 +151,8 @@ void AdvectionPass::collectDeepCells(MAC_LBM_Fluid3& fluid, const unsigned int& 
 // Without a deep cell to go to, lost particles are removed, before the
 // particles that left through solids.
 void AdvectionPass::appendLostIds(const Scratch* perThread, const uint32_t& workers) {
-    for (uint32_t t = 0; t < workers; ++t)
-        for (const MAC_Particle3* particle : perThread[t].lost) removedIds.push_back(particle->id);
+    forEachInWorkerOrder(perThread, workers, &Scratch::lost,
+                         [this](const MAC_Particle3* particle) { removedIds.push_back(particle->id); });
 }
 
 void AdvectionPass::reseedLostParticles(MAC_LBM_Fluid3& fluid, SolverRand& random, const unsigned int& threadCount) {
@@ -165,22 +165,21 @@ void AdvectionPass::reseedLostParticles(MAC_LBM_Fluid3& fluid, SolverRand& rando
     const uint32_t stride = grid.getStride();
     const uint32_t nz = grid.getNz();
     ReseedCellPicker picker;
-    for (uint32_t t = 0; t < workers; ++t)
-        for (MAC_Particle3* particle : perThread[t].lost) {
-            const LBM_Q19_MAC_Cell3F* cell = deepCells[picker.pick(deepCells.size())];
-            const uint32_t index = cell->getGridMonoindex();
-            const uint32_t x = index / stride;
-            const uint32_t y = (index - x * stride) / nz;
-            const uint32_t z = index - x * stride - y * nz;
-            const Vector3<float> centre(origin.x + float(2 * x + 1) * cellSize.x * 0.5f,
-                                        origin.y + float(2 * y + 1) * cellSize.y * 0.5f,
-                                        origin.z + float(2 * z + 1) * cellSize.z * 0.5f);
-            const int r1 = random();
-            const int r2 = random();
-            const Vector3<double> offset = reseedOffset(r1, r2);
-            particle->position = centre + Vector3<float>(float(offset.x), float(offset.y), float(offset.z));
-            particle->velocity = cell->getVelocity();
-        }
+    forEachInWorkerOrder(perThread, workers, &Scratch::lost, [&](MAC_Particle3* particle) {
+        const LBM_Q19_MAC_Cell3F* cell = deepCells[picker.pick(deepCells.size())];
+        const uint32_t index = cell->getGridMonoindex();
+        const uint32_t x = index / stride;
+        const uint32_t y = (index - x * stride) / nz;
+        const uint32_t z = index - x * stride - y * nz;
+        const Vector3<float> centre(origin.x + float(2 * x + 1) * cellSize.x * 0.5f,
+                                    origin.y + float(2 * y + 1) * cellSize.y * 0.5f,
+                                    origin.z + float(2 * z + 1) * cellSize.z * 0.5f);
+        const int r1 = random();
+        const int r2 = random();
+        const Vector3<double> offset = reseedOffset(r1, r2);
+        particle->position = centre + Vector3<float>(float(offset.x), float(offset.y), float(offset.z));
+        particle->velocity = cell->getVelocity();
+    });
 }
 
 void AdvectionPass::moveWithFlow(const MAC_LBM_Fluid3& fluid, const Vector3<float>& velocity,

@@ -76,12 +76,11 @@ void RelabelPass::clearStepFlags(MAC_LBM_Fluid3& fluid, const unsigned int& thre
 // in worker order, and appends them to the surface cells.
 void RelabelPass::convertToInterface(const uint32_t& workers) {
     Scratch* const perThread = perWorker.forWorkers(workers);
-    for (uint32_t t = 0; t < workers; ++t)
-        for (LBM_Q19_MAC_Cell3F* cell : perThread[t].toInterface) {
-            if (cell->getType() != LBM_CELL_FLUID) continue;
-            cell->setType(LBM_CELL_INTERFACE);
-            surfaceCells.push_back(cell);
-        }
+    forEachInWorkerOrder(perThread, workers, &Scratch::toInterface, [this](LBM_Q19_MAC_Cell3F* cell) {
+        if (cell->getType() != LBM_CELL_FLUID) return;
+        cell->setType(LBM_CELL_INTERFACE);
+        surfaceCells.push_back(cell);
+    });
 }
 
 void RelabelPass::binParticles(MAC_LBM_Fluid3& fluid, const unsigned int& threads) {
@@ -189,11 +188,10 @@ void RelabelPass::emptyCellsWithoutParticles(MAC_LBM_Fluid3& fluid, const MAC_LB
     // releaseCell gives the cell the type NONE and returns it to the pool,
     // which rewinds when its last cell comes back.
     auto& cells = fluid.refGrid();
-    for (uint32_t t = 0; t < workers; ++t)
-        for (LBM_Q19_MAC_Cell3F* cell : perThread[t].emptied) {
-            cells.at(cell->getGridMonoindex()) = nullptr;
-            fluid.releaseCell(key, cell);
-        }
+    forEachInWorkerOrder(perThread, workers, &Scratch::emptied, [&](LBM_Q19_MAC_Cell3F* cell) {
+        cells.at(cell->getGridMonoindex()) = nullptr;
+        fluid.releaseCell(key, cell);
+    });
     convertToInterface(workers);
 }
 
@@ -243,12 +241,11 @@ void RelabelPass::fillSurroundedCells(MAC_LBM_Fluid3& fluid, const unsigned int&
         },
         threads);
 
-    for (uint32_t t = 0; t < workers; ++t)
-        for (LBM_Q19_MAC_Cell3F* cell : perThread[t].filled) {
-            cell->setType(LBM_CELL_FLUID);
-            cell->setMass(cell->getDensity());
-            cell->setEpsilon(1.0f);
-        }
+    forEachInWorkerOrder(perThread, workers, &Scratch::filled, [](LBM_Q19_MAC_Cell3F* cell) {
+        cell->setType(LBM_CELL_FLUID);
+        cell->setMass(cell->getDensity());
+        cell->setEpsilon(1.0f);
+    });
 }
 
 void RelabelPass::markFluidNeighbours(MAC_LBM_Fluid3& fluid, const LiquidCells& wallCells,

@@ -32,6 +32,14 @@ private:
 // The workers' count, as the passes run it: 0 threads is one worker.
 inline uint32_t workerCount(const unsigned int& threads) { return std::max(threads, 1u); }
 
+// op(element) for every element of the lists `list` of the first `workers`
+// records, in worker order: the order of the pass's input.
+template <class Records, class Record, class List, class Op>
+void forEachInWorkerOrder(Records* records, const uint32_t& workers, List Record::*list, const Op& op) {
+    for (uint32_t t = 0; t < workers; ++t)
+        for (auto& element : records[t].*list) op(element);
+}
+
 // Appends the lists `list` of the first `workers` records to `out` in
 // worker order. With runParallel's contiguous split that is the order of
 // the pass's input, whatever the thread count.
@@ -40,8 +48,7 @@ void appendInWorkerOrder(Out& out, const Record* records, const uint32_t& worker
     uint32_t total = out.size();
     for (uint32_t t = 0; t < workers; ++t) total += (records[t].*list).size();
     out.reserve(total);
-    for (uint32_t t = 0; t < workers; ++t)
-        for (const auto& element : records[t].*list) out.push_back(element);
+    forEachInWorkerOrder(records, workers, list, [&out](const auto& element) { out.push_back(element); });
 }
 
 // The same into an emptied `out`.
