@@ -84,5 +84,6 @@
 #include "kv_fluids_dyn/particles/MAC_ParticleSystem3.h"
 #include "kv_fluids_dyn/particles/MAC_ParticleSystemFilter.h"
 
+#include "kv_fluids_dyn/io/FileStream.h"
 #include "kv_fluids_dyn/io/FreeSurfaceExtractor.h"
 #include "kv_fluids_dyn/io/StreamVersion.h"

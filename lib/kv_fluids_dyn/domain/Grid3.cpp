@@ -93,6 +93,24 @@ uint32_t Grid3<Cell, T>::clampIndex(const unsigned int& index) const {
 }
 
 template <class Cell, class T>
+typename Grid3<Cell, T>::Geometry Grid3<Cell, T>::getGeometry() const {
+    return Geometry{box, latticeCellSize, requestedCount, nx, ny, nz, cellSize, invCellSize, cubicCellSize};
+}
+
+template <class Cell, class T>
+void Grid3<Cell, T>::setGeometry(const Geometry& geometry) {
+    box = geometry.box;
+    latticeCellSize = geometry.latticeCellSize;
+    requestedCount = geometry.requestedCount;
+    setCounts(geometry.nx, geometry.ny, geometry.nz);
+    cellSize = geometry.cellSize;
+    invCellSize = geometry.invCellSize;
+    cubicCellSize = geometry.cubicCellSize;
+    cells.clear();
+    cells.resize(count);
+}
+
+template <class Cell, class T>
 void Grid3<Cell, T>::setCounts(const unsigned int& countX, const unsigned int& countY, const unsigned int& countZ) {
     nx = countX;
     ny = countY;

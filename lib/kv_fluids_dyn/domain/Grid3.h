@@ -60,6 +60,23 @@ public:
     const T& getLatticeCellSize() const { return latticeCellSize; }
     const unsigned int& getRequestedCount() const { return requestedCount; }
 
+    // The geometry as plain data, for files: everything but the cells.
+    struct Geometry {
+        Box3<T> box;
+        T latticeCellSize = T(0);
+        unsigned int requestedCount = 0;
+        unsigned int nx = 0;
+        unsigned int ny = 0;
+        unsigned int nz = 0;
+        Vector3<T> cellSize;
+        Vector3<T> invCellSize;
+        T cubicCellSize = T(0);
+    };
+    Geometry getGeometry() const;
+    // Takes a saved geometry whose cell count nx * ny * nz fits 32 bits; the
+    // cell array gets that many entries, all null.
+    void setGeometry(const Geometry& geometry);
+
     const Array<Cell*>& getCells() const { return cells; }
     Array<Cell*>& refCells() { return cells; }
 

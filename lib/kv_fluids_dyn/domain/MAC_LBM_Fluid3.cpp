@@ -55,14 +55,6 @@ MAC_LBM_Fluid3& MAC_LBM_Fluid3::operator=(const MAC_LBM_Fluid3& other) {
 
 MAC_LBM_Fluid3::~MAC_LBM_Fluid3() = default;
 
-bool MAC_LBM_Fluid3::createCheckPoint(const KV_String&) const {
-    return false;
-}
-
-bool MAC_LBM_Fluid3::createFromCheckPoint(const KV_String&) {
-    return false;
-}
-
 void MAC_LBM_Fluid3::initialize() {
     LBM_Fluid3<float>::initialize();
     liquidPool.clear();

@@ -27,6 +27,7 @@
 
 namespace kelvar::fluid {
 
+class FileStream;
 class FrictionData;
 class MAC_LBM_Solver3;
 
@@ -65,9 +66,54 @@ public:
     void addForce(const Vector3<float>& force) override;
     void setForce(const Vector3<float>& position, const Vector3<float>& force) override;
     void setForce(const Vector3<float>& force) override;
-    // Not implemented yet: these return false.
+    // Checkpoints: the whole state of the domain in one little-endian file
+    // (parameters, grid, every cell, the particles with 8 bits per position
+    // and velocity component), written with createCheckPoint. Read back
+    // with createFromCheckPoint (the file's parameters and grid too) or with
+    // restoreFromCheckPoint into a domain of the same shape (its own
+    // parameters kept), or only the particles with
+    // load_MAC_ParticlesFromCheckPoint. A file that is cut short or does not
+    // hold together is refused, and the domain is then left as it was.
+    enum RestoreError : unsigned int {
+        RESTORE_CANNOT_OPEN = 1,
+        RESTORE_NEWER_VERSION = 2,
+        RESTORE_OTHER_RESOLUTION = 3,
+        RESTORE_OTHER_GRID = 4,
+        RESTORE_DONE = 5,
+        // Ours: the file is truncated or inconsistent.
+        RESTORE_CORRUPT = 6,
+    };
+    using Load_MAC_ParticlesError = RestoreError;
+
     bool createCheckPoint(const KV_String& path) const override;
+    bool createCheckPoint(FileStream& stream) const;
     bool createFromCheckPoint(const KV_String& path) override;
+    RestoreError restoreFromCheckPoint(const KV_String& path);
+    RestoreError restoreFromCheckPoint(FileStream& stream);
+    Load_MAC_ParticlesError load_MAC_ParticlesFromCheckPoint(const KV_String& path);
+    Load_MAC_ParticlesError load_MAC_ParticlesFromCheckPoint(FileStream& stream);
+
+    // The body of a checkpoint (everything after the version word) for each
+    // stream class; read returns false, with the domain unchanged, on a
+    // file that is cut short or inconsistent.
+    template <class S>
+    void write(S& stream) const;
+    template <class S>
+    bool read(S& stream);
+
+    // Proxies: the particles' positions and velocities alone, all of them or
+    // a share of those in interface cells.
+    enum ProxyQuality : int {
+        PROXY_SURFACE_TENTH = 0,
+        PROXY_SURFACE_THIRD = 1,
+        PROXY_SURFACE_HALF = 2,
+        PROXY_SURFACE = 3,
+        PROXY_ALL = 4,
+    };
+    bool createProxy(const KV_String& path, const ProxyQuality& quality) const;
+    // Replaces the particles with the proxy's (ids from 0 in file order); a
+    // file that is cut short leaves the particles as they were.
+    bool restoreFromProxy(const KV_String& path);
 
     // Empties the grid, drops every cell and particle, and zeroes the
     // solver's density accumulators.
@@ -209,6 +255,16 @@ private:
     void sweepSinkCells(const unsigned int& sinkId);
     // Returns a liquid cell to its pool under the pool's lock.
     void releaseLiquidCellLocked(LBM_Q19_MAC_Cell3F* cell);
+
+    // Checkpoints (io/MAC_LBM_Fluid3Checkpoint.cpp): the batch removal of
+    // each id list in turn.
+    void remove_MAC_Particles(const Array<Array<unsigned int>>& ids);
+    template <class S>
+    RestoreError restoreSection(S& stream, const bool& particlesOnly);
+    // Replaces the particles (and, unless particlesOnly, the cells and the
+    // accumulators) with a decoded checkpoint body.
+    template <class Body>
+    void commitCheckpoint(const Body& body, const bool& particlesOnly);
 
     // Forces (MAC_LBM_Fluid3Forces.cpp): adds v to, or stores it in, the
     // force of every fluid and interface cell.

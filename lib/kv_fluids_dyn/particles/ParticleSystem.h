@@ -77,6 +77,10 @@ public:
     T& find(const unsigned int& id);
 
     const unsigned int& getParticlesCount() const { return particlesCount; }
+    // The id counter: addParticle() gives out this id next. Restoring a
+    // saved system sets it back to what it was.
+    const uint32_t& getLastUsedId() const { return lastUsedId; }
+    void setLastUsedId(const uint32_t& id) { lastUsedId = id; }
     // Pointers to the live particles in iteration order.
     const ArrayOfPtr<T, KV_NO>& getParticlesArray() const;
 
