@@ -34,8 +34,9 @@ bool parseScene(const std::string& text, SceneKind& scene) {
     return false;
 }
 
-constexpr const char* kValueOptions[] = {"--resolution", "--frames", "--threads", "--output",
-                                         "--scene",      "--emitter", "--sink"};
+constexpr const char* kValueOptions[] = {"--resolution", "--frames",           "--threads", "--output", "--scene",
+                                         "--emitter",    "--sink", "--checkpoint-every", "--resume",  "--proxy"};
+constexpr uint64_t kMaxProxyQuality = 4;
 
 bool takesValue(const std::string& name) {
     for (const char* option : kValueOptions)
@@ -71,6 +72,18 @@ bool applyOption(const std::string& name, const std::string& value, DemoOptions&
         valid = !value.empty();
         options.sinkPath = value;
         expected = "a mesh file (.obj, .ply or .stl)";
+    } else if (name == "--checkpoint-every") {
+        valid = parseCount(value, 1, kMaxFrames, options.checkpointEvery);
+        expected = "a frame count from 1 to " + std::to_string(kMaxFrames);
+    } else if (name == "--resume") {
+        valid = !value.empty();
+        options.resumePath = value;
+        expected = "a checkpoint file";
+    } else if (name == "--proxy") {
+        unsigned int quality = 0;
+        valid = parseCount(value, 0, kMaxProxyQuality, quality);
+        options.proxyQuality = int(quality);
+        expected = "a quality from 0 (every 10th surface particle) to 4 (all particles)";
     } else {
         error = "unknown option '" + name + "'";
         return false;
@@ -133,11 +146,17 @@ std::string demoUsage(const std::string& program) {
            "                   the dam-break column or the pour's emitter\n"
            "  --sink FILE      drain mesh in the same units; replaces the pour's drain\n"
            "                   or adds one to the dam break\n"
+           "  --checkpoint-every N  write checkpoint_NNNN.kvc, the whole state, every N\n"
+           "                   frames\n"
+           "  --resume FILE    continue from a checkpoint_NNNN.kvc of the same scene and\n"
+           "                   resolution, after its frame NNNN\n"
+           "  --proxy Q        write proxy_NNNN.kvp, the particles, every frame: Q = 0..3\n"
+           "                   every 10th, 3rd, 2nd or every particle of the surface, 4 all\n"
            "  -h, --help       print this help and exit\n"
            "\n"
            "Exit codes: 0 done; 1 a frame could not be written; 2 a bad option, an\n"
-           "output folder that cannot be created, an unreadable mesh, or a resolution\n"
-           "too large for the memory.\n";
+           "output folder that cannot be created, an unreadable mesh or checkpoint,\n"
+           "or a resolution too large for the memory.\n";
 }
 
 }  // namespace kelvar::demo

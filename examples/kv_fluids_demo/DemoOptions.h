@@ -20,6 +20,9 @@ struct DemoOptions {
     SceneKind scene = SceneKind::DamBreak;
     std::string emitterPath;  // empty: the scene's own liquid source
     std::string sinkPath;     // empty: the scene's own drain (pour) or none
+    unsigned int checkpointEvery = 0;  // frames between checkpoints; 0: none
+    std::string resumePath;            // empty: start from the scene's first frame
+    int proxyQuality = -1;             // 0..4: a proxy file per frame; -1: none
     bool help = false;
 };
 

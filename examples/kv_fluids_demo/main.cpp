@@ -15,6 +15,7 @@
 
 #include "DemoOptions.h"
 #include "DemoScene.h"
+#include "DemoState.h"
 #include "FrameOutput.h"
 #include "ProgressReport.h"
 #include "kv_fluids_dyn/domain/MAC_LBM_Fluid3.h"
@@ -95,6 +96,9 @@ int run(const DemoOptions& options) {
     fluid::MAC_LBM_Solver3 solver;
     solver.attach(fluid);
     solver.initialize(threads);
+    unsigned int resumedFrame = 0;
+    if (!options.resumePath.empty() && !resumeFrom(options.resumePath, fluid, resumedFrame, error))
+        return usageError(error);
     const auto& grid = fluid.getGrid();
     std::printf("%s: %s, %u x %u x %u cells, %u frames, %u threads, sub-step %.3g ms\n", kProgram, scene.name(),
                 grid.getNx(), grid.getNy(), grid.getNz(), options.frames, threads,
@@ -106,14 +110,16 @@ int run(const DemoOptions& options) {
     ProgressReport progress(stdout, options.frames, isatty(STDOUT_FILENO) != 0);
     const Clock::time_point start = Clock::now();
     progress.start();
-    for (unsigned int frame = 1; frame <= options.frames; ++frame) {
+    if (resumedFrame > 0) std::printf("resumed after frame %u from %s\n", resumedFrame, options.resumePath.c_str());
+    for (unsigned int frame = resumedFrame + 1; frame <= options.frames; ++frame) {
         FrameReport report = advanceFrame(scene, fluid, solver, frame);
         census = takeCensus(fluid);
         report.liquidCells = census.cells;
         report.liquidMass = census.mass;
         // The cells changed: have the VOF field rebuilt for this frame.
         fluid.refDirtyFlags().set(fluid::MAC_LBM_Fluid3::VOF_DIRTY);
-        if (!writeFrameFiles(extractSurface(fluid), scene.getDrain(), tank, options.output, frame, error)) {
+        if (!writeFrameFiles(extractSurface(fluid), scene.getDrain(), tank, options.output, frame, error) ||
+            !writeFrameState(fluid, options.output, frame, options.checkpointEvery, options.proxyQuality, error)) {
             progress.finish();
             std::fprintf(stderr, "%s: %s\n", kProgram, error.c_str());
             return kExitFailure;

@@ -9,7 +9,8 @@ TEST(DemoOptions, EveryOptionInBothForms) {
     DemoOptions options;
     std::string error;
     ASSERT_TRUE(parseDemoOptions({"--resolution", "5000", "--frames=3", "--threads", "4", "--output=out dir", "--scene",
-                                  "pour", "--emitter", "e.obj", "--sink=s.stl", "-h"},
+                                  "pour", "--emitter", "e.obj", "--sink=s.stl", "--checkpoint-every", "5",
+                                  "--resume=c.kvc", "--proxy", "0", "-h"},
                                  options, error))
         << error;
     EXPECT_EQ(options.resolution, 5000u);
@@ -19,6 +20,9 @@ TEST(DemoOptions, EveryOptionInBothForms) {
     EXPECT_EQ(options.scene, SceneKind::Pour);
     EXPECT_EQ(options.emitterPath, "e.obj");
     EXPECT_EQ(options.sinkPath, "s.stl");
+    EXPECT_EQ(options.checkpointEvery, 5u);
+    EXPECT_EQ(options.resumePath, "c.kvc");
+    EXPECT_EQ(options.proxyQuality, 0);
     EXPECT_TRUE(options.help);
 }
 
@@ -37,6 +41,8 @@ TEST(DemoOptions, BadInputNamesTheProblem) {
         {{"--threads", "257"}, "invalid value '257' for --threads"},
         {{"--scene", "flood"}, "invalid value 'flood' for --scene: expected dam-break or pour"},
         {{"--output="}, "invalid value '' for --output"},
+        {{"--proxy", "5"}, "invalid value '5' for --proxy"},
+        {{"--checkpoint-every", "0"}, "invalid value '0' for --checkpoint-every"},
     };
     for (const auto& c : cases) {
         DemoOptions options;

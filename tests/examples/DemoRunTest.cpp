@@ -79,6 +79,34 @@ TEST_F(DemoRun, DamBreakWritesAMeshAndAPreviewPerFrame) {
     EXPECT_EQ(run.output.find('\r'), std::string::npos);
 }
 
+// Checkpoints every other frame and a proxy per frame; a second run resumes
+// from the checkpoint of frame 2 and writes only the frames after it.
+TEST_F(DemoRun, CheckpointsProxiesAndResume) {
+    const fs::path out = folder / "saved";
+    const RunResult run = runDemo("--resolution 4000 --frames 3 --threads 2 --checkpoint-every 2 --proxy 4 --output " +
+                                  quoted(out));
+    ASSERT_EQ(run.exitCode, 0) << run.output;
+    EXPECT_TRUE(fs::exists(out / "checkpoint_0002.kvc"));
+    EXPECT_FALSE(fs::exists(out / "checkpoint_0001.kvc"));
+    for (const char* proxy : {"proxy_0001.kvp", "proxy_0002.kvp", "proxy_0003.kvp"})
+        EXPECT_GT(fs::file_size(out / proxy), 12u) << proxy;
+
+    const fs::path resumed = folder / "resumed";
+    const RunResult again = runDemo("--resolution 4000 --frames 3 --threads 1 --resume " +
+                                    quoted(out / "checkpoint_0002.kvc") + " --output " + quoted(resumed));
+    ASSERT_EQ(again.exitCode, 0) << again.output;
+    EXPECT_NE(again.output.find("resumed after frame 2"), std::string::npos) << again.output;
+    EXPECT_FALSE(fs::exists(resumed / "frame_0002.ply"));
+    EXPECT_TRUE(fs::exists(resumed / "frame_0003.ply"));
+
+    const RunResult otherSize = runDemo("--resolution 5000 --frames 3 --resume " +
+                                        quoted(out / "checkpoint_0002.kvc") + " --output " + quoted(resumed));
+    EXPECT_EQ(otherSize.exitCode, 2);
+    EXPECT_NE(otherSize.output.find("another --resolution"), std::string::npos) << otherSize.output;
+    const RunResult badName = runDemo("--frames 3 --resume " + quoted(out / "proxy_0001.kvp"));
+    EXPECT_EQ(badName.exitCode, 2);
+}
+
 TEST_F(DemoRun, PourWithMeshesFromFiles) {
     std::string error;
     ASSERT_TRUE(writeMesh((folder / "spout.obj").string(),
