@@ -93,6 +93,8 @@ int run(const DemoOptions& options) {
         options.threads > 0 ? options.threads : std::max(1u, std::thread::hardware_concurrency());
     fluid::MAC_LBM_Fluid3 fluid;
     scene.build(fluid, options.resolution);
+    // Checkpoints carry what a resumed run needs to go on exactly.
+    fluid.setExactCheckpoints(true);
     fluid::MAC_LBM_Solver3 solver;
     solver.attach(fluid);
     solver.initialize(threads);

@@ -33,7 +33,8 @@ MAC_LBM_Fluid3::MAC_LBM_Fluid3(const MAC_LBM_Fluid3& other)
       arrInterfaceCells(other.arrInterfaceCells),
       staticSolidMeshIds(other.staticSolidMeshIds),
       solverContext(other.solverContext),
-      dirtyFlags(other.dirtyFlags) {
+      dirtyFlags(other.dirtyFlags),
+      exactCheckpoints(other.exactCheckpoints) {
     // Assignment takes the counters and the particle index only; copy
     // construction would share the source's particle chunks.
     particles = other.particles;
@@ -50,6 +51,7 @@ MAC_LBM_Fluid3& MAC_LBM_Fluid3::operator=(const MAC_LBM_Fluid3& other) {
     for (const auto& entry : other.staticSolidMeshIds) staticSolidMeshIds.insert(entry);
     solverContext = other.solverContext;
     dirtyFlags = other.dirtyFlags;
+    exactCheckpoints = other.exactCheckpoints;
     return *this;
 }
 

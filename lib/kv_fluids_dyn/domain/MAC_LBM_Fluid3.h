@@ -87,6 +87,14 @@ public:
 
     bool createCheckPoint(const KV_String& path) const override;
     bool createCheckPoint(FileStream& stream) const;
+    // Off by default. When on, checkpoints end with a section of our own
+    // that readers of the plain layout never reach: the particles' positions
+    // and velocities in full precision, the time the solver has carried
+    // over and the state of its re-seeding generator. A domain restored
+    // from such a file after its solver was initialised goes on exactly as
+    // the saved one would have.
+    void setExactCheckpoints(const bool& exact) { exactCheckpoints = exact; }
+    const bool& getExactCheckpoints() const { return exactCheckpoints; }
     bool createFromCheckPoint(const KV_String& path) override;
     RestoreError restoreFromCheckPoint(const KV_String& path);
     RestoreError restoreFromCheckPoint(FileStream& stream);
@@ -271,6 +279,7 @@ private:
     void applyToLiquidCells(const Vector3<float>& v, const bool& replace);
 
     MutexShort liquidPoolMutex;
+    bool exactCheckpoints = false;
 };
 
 }  // namespace kelvar::fluid

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+
 #include "kv_basic/Export.h"
 
 namespace kelvar::fluid {
@@ -65,8 +67,10 @@ protected:
 };
 
 // The free-surface fluid's context: adds the density the sub-steps lost and
-// still owe the liquid (lostMass), and the density that left the liquid
-// outside the solver since the last sub-step (addedMass).
+// still owe the liquid (lostMass), the density that left the liquid
+// outside the solver since the last sub-step (addedMass), and the state of
+// the generator that places re-seeded particles, so that a checkpoint can
+// carry it and a restored run draws what the uninterrupted one would.
 class KV_EXPORT MAC_LBM_SolverContext3 : public LBM_SolverContext3<float> {
 public:
     const float& getLostMass() const { return lostMass; }
@@ -75,10 +79,13 @@ public:
     const float& getAddedMass() const { return addedMass; }
     void setAddedMass(const float& value) { addedMass = value; }
     float& refAddedMass() { return addedMass; }
+    const uint32_t& getRandomState() const { return randomState; }
+    void setRandomState(const uint32_t& value) { randomState = value; }
 
 protected:
     float lostMass = 0.0f;
     float addedMass = 0.0f;
+    uint32_t randomState = 1;
 };
 
 }  // namespace kelvar::fluid

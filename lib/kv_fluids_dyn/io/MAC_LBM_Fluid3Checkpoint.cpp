@@ -8,6 +8,11 @@
 // component); the two density accumulators, added then lost; and the cells,
 // each liquid cell alone and every other one opening a run of equal cells.
 //
+// An exact checkpoint appends a section of its own: the tag "KVX1", the byte
+// length of what follows, the particle count, each particle's position and
+// velocity as floats in the order of the records, the state of the
+// re-seeding generator and the carried-over sub-step time.
+//
 // Reading never trusts the file: every value is read against the bytes
 // left, counts are checked against them before anything is sized by them,
 // cell indices against the grid, and the whole file is decoded into scratch
@@ -44,6 +49,9 @@ constexpr uint64_t kSmallestCellBytes = 5;
 // Grids larger than this many cells are taken for corrupt headers.
 constexpr uint64_t kMostCells = uint64_t(1) << 30;
 constexpr float kSqrt3 = 1.7320508f;
+// "KVX1" read as a little-endian word.
+constexpr unsigned int kExactTag = 0x3158564Bu;
+constexpr uint64_t kExactParticleBytes = 6 * sizeof(float);
 constexpr float kInverse255 = 1.0f / 255.0f;
 // The largest float below 1 that a position offset in a cell is clamped to.
 constexpr float kLargestOffset = 0.99988079f;
@@ -95,6 +103,11 @@ struct Body {
     float addedMass = 0.0f;
     float lostMass = 0.0f;
     std::vector<CellRecord> cells;
+    // The exact section, when the file has one.
+    bool exact = false;
+    std::vector<Vector3<float>> exactState;  // position, velocity per particle
+    unsigned int randomState = 0;
+    float timeAccumulator = 0.0f;
 };
 
 // --- writing --------------------------------------------------------------
@@ -282,6 +295,27 @@ bool getCells(BoundedReader<S>& r, const uint64_t& cellCount, Body& body) {
     return true;
 }
 
+// The exact section after the cells, if the file goes on with its tag. A
+// file that ends after the cells has none; one whose section does not match
+// its particles is refused.
+template <class S>
+bool getExactSection(BoundedReader<S>& r, Body& body) {
+    if (r.atEnd()) return true;
+    unsigned int tag = 0;
+    unsigned int length = 0;
+    unsigned int count = 0;
+    if (!(r.get(tag) && tag == kExactTag && r.get(length) && r.get(count))) return r.fail();
+    if (count != body.particles.size() || length != 4 + uint64_t(count) * kExactParticleBytes + 8 ||
+        !r.fits(count, kExactParticleBytes))
+        return r.fail();
+    body.exactState.resize(std::size_t(count) * 2);
+    for (Vector3<float>& v : body.exactState)
+        if (!getVector(r, v)) return false;
+    if (!(r.get(body.randomState) && r.get(body.timeAccumulator))) return false;
+    body.exact = true;
+    return true;
+}
+
 }  // namespace
 
 // --- MAC_LBM_Fluid3 -------------------------------------------------------
@@ -362,6 +396,17 @@ void MAC_LBM_Fluid3::write(S& s) const {
         runLength = 1;
     }
     if (runLength > 0) put(s, runLength);
+
+    if (!exactCheckpoints) return;
+    put(s, kExactTag);
+    put(s, static_cast<unsigned int>(4 + uint64_t(particles.getParticlesCount()) * kExactParticleBytes + 8));
+    put(s, particles.getParticlesCount());
+    for (const MAC_Particle3& p : particles) {
+        putVector(s, p.position);
+        putVector(s, p.velocity);
+    }
+    put(s, solverContext.getRandomState());
+    put(s, solverContext.getTimeAccumulator());
 }
 
 template <class S>
@@ -379,7 +424,9 @@ bool MAC_LBM_Fluid3::read(S& s) {
         if (!(r.get(body.addedMass) && r.get(body.lostMass))) return false;
         body.hasAccumulators = true;
     }
-    if (!getCells(r, uint64_t(header.grid.nx) * header.grid.ny * header.grid.nz, body)) return false;
+    if (!getCells(r, uint64_t(header.grid.nx) * header.grid.ny * header.grid.nz, body) ||
+        !getExactSection(r, body))
+        return false;
 
     viscosity = header.viscosity;
     maxSpeed = header.maxSpeed;
@@ -411,9 +458,18 @@ void MAC_LBM_Fluid3::commitCheckpoint(const Body& body, const bool& particlesOnl
     particles.setMaxSpeed(body.particleMaxSpeed);
     particles.setMinSpeed(body.particleMinSpeed);
     particles.setLastUsedId(body.lastUsedId);
-    for (const MAC_Particle3& p : body.particles) particles.addParticle(p);
+    for (std::size_t n = 0; n < body.particles.size(); ++n) {
+        MAC_Particle3& p = particles.addParticle(body.particles[n]);
+        if (!body.exact) continue;
+        p.position = body.exactState[2 * n];
+        p.velocity = body.exactState[2 * n + 1];
+    }
     if (particlesOnly) return;
 
+    if (body.exact) {
+        solverContext.setRandomState(body.randomState);
+        solverContext.setTimeAccumulator(body.timeAccumulator);
+    }
     if (body.hasAccumulators) {
         solverContext.setAddedMass(body.addedMass);
         solverContext.setLostMass(body.lostMass);
@@ -485,7 +541,7 @@ MAC_LBM_Fluid3::RestoreError MAC_LBM_Fluid3::restoreSection(S& s, const bool& pa
             if (!(r.get(body.addedMass) && r.get(body.lostMass))) return RESTORE_CORRUPT;
             body.hasAccumulators = true;
         }
-        if (!getCells(r, grid.getCount(), body)) return RESTORE_CORRUPT;
+        if (!getCells(r, grid.getCount(), body) || !getExactSection(r, body)) return RESTORE_CORRUPT;
     }
     commitCheckpoint(body, particlesOnly);
     return RESTORE_DONE;

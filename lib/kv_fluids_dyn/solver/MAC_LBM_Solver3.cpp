@@ -38,6 +38,7 @@
 #include "kv_fluids_dyn/lattice/LBM_Q19_Cell3StreamIndices.h"
 #include "kv_fluids_dyn/solver/internal/CollisionPass.h"
 #include "kv_fluids_dyn/solver/internal/DensitySums.h"
+#include "kv_fluids_dyn/solver/internal/SolverRandom.h"
 #include "kv_fluids_dyn/solver/internal/SolverWorkspace.h"
 
 namespace kelvar::fluid {
@@ -101,7 +102,6 @@ MAC_LBM_Solver3::~MAC_LBM_Solver3() = default;
 void MAC_LBM_Solver3::initialize(const unsigned int& threadCount) {
     threads = threadCount;
     step = 0;
-    work->random.seed(SolverRand::kDefaultSeed);
     touchLatticeTables();
 
     for (MAC_LBM_Fluid3* fluid : fluids) {
@@ -124,6 +124,7 @@ void MAC_LBM_Solver3::initialize(const unsigned int& threadCount) {
         context.setDx(dx);
         context.setCellMass(cellMass);
         context.setTimeAccumulator(0.0f);
+        context.setRandomState(SolverRand::kDefaultSeed);
 
         const float tau = (fluid->getViscosity() - kViscosityLow) / kViscositySpan * kTauSpan + kTauLow;
         context.setLatticeViscosity((2.0f * tau - 1.0f) / 6.0f);
@@ -187,7 +188,7 @@ void MAC_LBM_Solver3::subStep(MAC_LBM_Fluid3& fluid) {
     }
     {
         PassClock clock(passTimes, P::Advection);
-        work->advection.run(fluid, work->random, threads);
+        work->advection.run(fluid, threads);
     }
     {
         // No solid has changed since streaming listed the wall cells.

@@ -42,14 +42,15 @@ public:
     using NeighborArray = MAC_LBM_Fluid3::NeighborArray;
 
     MAC_LBM_Solver3();
-    // Copies the fluids and counters; scratch and the random state start afresh.
+    // Copies the fluids and counters; the passes' scratch starts afresh.
     MAC_LBM_Solver3(const MAC_LBM_Solver3& other);
     MAC_LBM_Solver3& operator=(const MAC_LBM_Solver3& other);
     ~MAC_LBM_Solver3() override;
 
     // Derives each fluid's sub-step, cell edge, cell mass, lattice viscosity
-    // and speed limit from its parameters; resets the step count and every
-    // fluid's time accumulator.
+    // and speed limit from its parameters; resets the step count, every
+    // fluid's time accumulator and its re-seeding generator. A domain that is
+    // to resume from a checkpoint is restored after this.
     void initialize(const unsigned int& threads) override;
     // Runs as many sub-steps per fluid as its accumulated time holds.
     void solve(const float& dt) override;

@@ -66,7 +66,7 @@ void MAC_LBM_Solver3::getNeighborCells(const MAC_LBM_Fluid3& fluid, const unsign
 }
 
 void MAC_LBM_Solver3::advect_MAC_Particles(const unsigned int& threadCount, MAC_LBM_Fluid3& fluid) {
-    work->advection.run(fluid, work->random, threadCount);
+    work->advection.run(fluid, threadCount);
 }
 
 void MAC_LBM_Solver3::advectParticle(const MAC_LBM_Fluid3& fluid, const Vector3<float>& velocity,

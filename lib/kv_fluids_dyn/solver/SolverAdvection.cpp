@@ -51,7 +51,7 @@ Vector3<double> reseedOffset(int r1, int r2) {
     return direction * scale;
 }
 
-void AdvectionPass::run(MAC_LBM_Fluid3& fluid, SolverRand& random, const unsigned int& threadCount) {
+void AdvectionPass::run(MAC_LBM_Fluid3& fluid, const unsigned int& threadCount) {
     Scratch* const perThread = perWorker.forWorkers(threadCount);
     const uint32_t workers = workerCount(threadCount);
     for (uint32_t t = 0; t < workers; ++t) {
@@ -116,7 +116,7 @@ void AdvectionPass::run(MAC_LBM_Fluid3& fluid, SolverRand& random, const unsigne
     if (deepCells.empty())
         appendLostIds(perThread, workers);
     else
-        reseedLostParticles(fluid, random, threadCount);
+        reseedLostParticles(fluid, threadCount);
     appendInWorkerOrder(removedIds, perThread, workers, &Scratch::removedIds);
     if (!removedIds.empty()) system.remove(removedIds);
 
@@ -155,9 +155,10 @@ void AdvectionPass::appendLostIds(const Scratch* perThread, const uint32_t& work
                          [this](const MAC_Particle3* particle) { removedIds.push_back(particle->id); });
 }
 
-void AdvectionPass::reseedLostParticles(MAC_LBM_Fluid3& fluid, SolverRand& random, const unsigned int& threadCount) {
+void AdvectionPass::reseedLostParticles(MAC_LBM_Fluid3& fluid, const unsigned int& threadCount) {
     Scratch* const perThread = perWorker.forWorkers(threadCount);
     const uint32_t workers = workerCount(threadCount);
+    SolverRand random(fluid.getSolverContext().getRandomState());
 
     const Grid& grid = fluid.getGrid();
     const Vector3<float>& origin = grid.getBox().min;
@@ -180,6 +181,7 @@ void AdvectionPass::reseedLostParticles(MAC_LBM_Fluid3& fluid, SolverRand& rando
         particle->position = centre + Vector3<float>(float(offset.x), float(offset.y), float(offset.z));
         particle->velocity = cell->getVelocity();
     });
+    fluid.refSolverContext().setRandomState(random.getState());
 }
 
 void AdvectionPass::moveWithFlow(const MAC_LBM_Fluid3& fluid, const Vector3<float>& velocity,

@@ -18,13 +18,14 @@ namespace kelvar::fluid {
 // speed range of the particles that moved with the flow.
 //
 // Input: the fluid's grid with current velocities, its liquid list with the
-// flags of the last relabelling, and the particles; `random` for the
-// re-seeding offsets. Output: the particles.
+// flags of the last relabelling, the particles, and the generator state of
+// the re-seeding offsets in the fluid's context. Output: the particles and
+// the generator state.
 // Re-seeding goes before removals: it holds particle pointers, and a removal
 // may re-sort a chunk of the pool and move particles.
 class AdvectionPass {
 public:
-    void run(MAC_LBM_Fluid3& fluid, SolverRand& random, const unsigned int& threads);
+    void run(MAC_LBM_Fluid3& fluid, const unsigned int& threads);
 
     // One particle of a liquid cell moved by `velocity` (lattice units), with
     // the bounce off solids; what run() does for each such particle.
@@ -41,7 +42,7 @@ private:
     };
 
     void collectDeepCells(MAC_LBM_Fluid3& fluid, const unsigned int& threads);
-    void reseedLostParticles(MAC_LBM_Fluid3& fluid, SolverRand& random, const unsigned int& threads);
+    void reseedLostParticles(MAC_LBM_Fluid3& fluid, const unsigned int& threads);
     void appendLostIds(const Scratch* perThread, const uint32_t& workers);
 
     PerWorker<Scratch> perWorker;

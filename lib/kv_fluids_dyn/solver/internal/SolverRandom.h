@@ -19,6 +19,7 @@ public:
     explicit SolverRand(uint32_t seed = kDefaultSeed) : state(seed) {}
 
     void seed(uint32_t value) { state = value; }
+    uint32_t getState() const { return state; }
 
     int operator()() {
         state = state * 214013u + 2531011u;

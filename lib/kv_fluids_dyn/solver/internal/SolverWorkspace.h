@@ -4,15 +4,15 @@
 #include "kv_fluids_dyn/solver/internal/CellListsPass.h"
 #include "kv_fluids_dyn/solver/internal/InterfacePass.h"
 #include "kv_fluids_dyn/solver/internal/RelabelPass.h"
-#include "kv_fluids_dyn/solver/internal/SolverRandom.h"
 #include "kv_fluids_dyn/solver/internal/StreamPass.h"
 
 namespace kelvar::fluid {
 
 // What a MAC_LBM_Solver3 keeps between sub-steps besides its fluids: the
 // passes with their per-worker scratch, which they reuse so that after the
-// first sub-steps no pass allocates, and the generator of the re-seeding
-// offsets. A copy of a solver starts with a fresh workspace.
+// first sub-steps no pass allocates. A copy of a solver starts with a fresh
+// workspace. (The generator of the re-seeding offsets lives in each fluid's
+// context.)
 struct SolverWorkspace {
     CellListsPass cellLists;
     StreamPass stream;
@@ -20,7 +20,6 @@ struct SolverWorkspace {
     AdvectionPass advection;
     RelabelPass relabel;
     DistributePass distribute;
-    SolverRand random;
 };
 
 }  // namespace kelvar::fluid
