@@ -1,5 +1,6 @@
 // A long fuzz run of the checkpoint and proxy readers, outside the default
-// test run: mutated copies of a valid checkpoint and proxy (random bytes
+// test run: mutated copies of a valid checkpoint (plain and exact, in turn)
+// and proxy (random bytes
 // changed, inserted, removed, or the file cut), each restored into a fresh
 // domain. Any crash or sanitizer report fails the run, and so does a refused
 // file that changed the domain. Build it under the sanitizers to make it
@@ -46,12 +47,15 @@ int main(int argc, char** argv) {
     if (!saved.fluid.createCheckPoint(checkpoint.path()) ||
         !saved.fluid.createProxy(proxy.path(), MAC_LBM_Fluid3::PROXY_ALL))
         return 2;
-    const std::string validCheckpoint = checkpoint.bytes();
+    const std::string plainCheckpoint = checkpoint.bytes();
+    saved.fluid.setExactCheckpoints(true);
+    if (!saved.fluid.createCheckPoint(checkpoint.path())) return 2;
+    const std::string exactCheckpoint = checkpoint.bytes();
     const std::string validProxy = proxy.bytes();
 
     unsigned long restored = 0, refused = 0, changedWhenRefused = 0;
     for (unsigned long run = 0; run < runs; ++run) {
-        checkpoint.write(mutate(validCheckpoint, random));
+        checkpoint.write(mutate(run % 2 == 0 ? plainCheckpoint : exactCheckpoint, random));
         proxy.write(mutate(validProxy, random));
         WalledScene<> target(6 * 6 * 6, 1);
         const uint64_t before = hashState(target.fluid);
