@@ -70,8 +70,10 @@ FrameReport advanceFrame(const DemoScene& scene, fluid::MAC_LBM_Fluid3& fluid, f
 
 // The liquid's mass at both ends of the run and, where it should have stayed
 // constant, how far it drifted.
-void printMassSummary(const LiquidCensus& initial, const LiquidCensus& final, bool exchangesLiquid) {
+void printMassSummary(const LiquidCensus& initial, const LiquidCensus& final, bool exchangesLiquid,
+                      double drained) {
     std::printf("liquid mass: %.3f kg at the start, %.3f kg at the end", initial.mass, final.mass);
+    if (drained > 0.0) std::printf(", %.3f kg drained", drained);
     if (exchangesLiquid)
         std::printf(" (liquid is poured in or drained: no drift measured)\n");
     else if (initial.mass > 0.0)
@@ -130,7 +132,7 @@ int run(const DemoOptions& options) {
     }
     progress.finish();
 
-    printMassSummary(initial, census, scene.exchangesLiquid());
+    printMassSummary(initial, census, scene.exchangesLiquid(), fluid.getDrainedMass());
     std::printf("wall time %.1f s; frames written to %s\n", secondsSince(start),
                 std::filesystem::absolute(options.output).string().c_str());
     return kExitOk;

@@ -34,7 +34,8 @@ MAC_LBM_Fluid3::MAC_LBM_Fluid3(const MAC_LBM_Fluid3& other)
       staticSolidMeshIds(other.staticSolidMeshIds),
       solverContext(other.solverContext),
       dirtyFlags(other.dirtyFlags),
-      exactCheckpoints(other.exactCheckpoints) {
+      exactCheckpoints(other.exactCheckpoints),
+      sinksDrain(other.sinksDrain) {
     // Assignment takes the counters and the particle index only; copy
     // construction would share the source's particle chunks.
     particles = other.particles;
@@ -52,6 +53,7 @@ MAC_LBM_Fluid3& MAC_LBM_Fluid3::operator=(const MAC_LBM_Fluid3& other) {
     solverContext = other.solverContext;
     dirtyFlags = other.dirtyFlags;
     exactCheckpoints = other.exactCheckpoints;
+    sinksDrain = other.sinksDrain;
     return *this;
 }
 

@@ -95,6 +95,17 @@ public:
     // the saved one would have.
     void setExactCheckpoints(const bool& exact) { exactCheckpoints = exact; }
     const bool& getExactCheckpoints() const { return exactCheckpoints; }
+
+    // Off by default. When on, liquid that leaves through a sink is drained
+    // for good: the density of a cell the relabelling empties next to a
+    // sink is counted in the context's drained total instead of the density
+    // the sub-step lost (which the solver hands back to the liquid), and no
+    // sub-step hands back more than is owed. With it, a tank with a drain
+    // in its floor empties. getDrainedMass is the total in world units (kg
+    // for a density in kg/m^3).
+    void setSinksDrain(const bool& drain) { sinksDrain = drain; }
+    const bool& getSinksDrain() const { return sinksDrain; }
+    float getDrainedMass() const { return solverContext.getDrainedDensity() * solverContext.getCellMass(); }
     bool createFromCheckPoint(const KV_String& path) override;
     RestoreError restoreFromCheckPoint(const KV_String& path);
     RestoreError restoreFromCheckPoint(FileStream& stream);
@@ -280,6 +291,7 @@ private:
 
     MutexShort liquidPoolMutex;
     bool exactCheckpoints = false;
+    bool sinksDrain = false;
 };
 
 }  // namespace kelvar::fluid

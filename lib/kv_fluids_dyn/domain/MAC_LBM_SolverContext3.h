@@ -79,12 +79,18 @@ public:
     const float& getAddedMass() const { return addedMass; }
     void setAddedMass(const float& value) { addedMass = value; }
     float& refAddedMass() { return addedMass; }
+    // Density (lattice units) that left the liquid through drains, summed
+    // over the sub-steps since initialize; only counted when the fluid's
+    // sinks drain (MAC_LBM_Fluid3::setSinksDrain).
+    const float& getDrainedDensity() const { return drainedDensity; }
+    void setDrainedDensity(const float& value) { drainedDensity = value; }
     const uint32_t& getRandomState() const { return randomState; }
     void setRandomState(const uint32_t& value) { randomState = value; }
 
 protected:
     float lostMass = 0.0f;
     float addedMass = 0.0f;
+    float drainedDensity = 0.0f;
     uint32_t randomState = 1;
 };
 

@@ -125,6 +125,7 @@ void MAC_LBM_Solver3::initialize(const unsigned int& threadCount) {
         context.setCellMass(cellMass);
         context.setTimeAccumulator(0.0f);
         context.setRandomState(SolverRand::kDefaultSeed);
+        context.setDrainedDensity(0.0f);
 
         const float tau = (fluid->getViscosity() - kViscosityLow) / kViscositySpan * kTauSpan + kTauLow;
         context.setLatticeViscosity((2.0f * tau - 1.0f) / 6.0f);
@@ -203,9 +204,15 @@ void MAC_LBM_Solver3::subStep(MAC_LBM_Fluid3& fluid) {
     {
         PassClock clock(passTimes, P::Distribute);
         // Bookkeeping on the sum of densities, not of masses, by design.
-        context.setLostMass(rhoBefore - rhoAfter + context.getAddedMass() + context.getLostMass());
+        // What drained through sinks has left for good: it is not owed.
+        float lost = rhoBefore - rhoAfter + context.getAddedMass() + context.getLostMass();
+        if (fluid.getSinksDrain()) {
+            lost -= work->relabel.drainedDensity();
+            context.setDrainedDensity(context.getDrainedDensity() + work->relabel.drainedDensity());
+        }
+        context.setLostMass(lost);
         context.setAddedMass(0.0f);
-        work->distribute.run(fluid, rhoAfter, context, threads);
+        work->distribute.run(fluid, rhoAfter, context, fluid.getSinksDrain(), threads);
     }
     if (passTimes != nullptr) ++passTimes->subSteps;
 }

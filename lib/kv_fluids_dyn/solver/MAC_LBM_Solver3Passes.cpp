@@ -45,7 +45,7 @@ void MAC_LBM_Solver3::massExchange(const unsigned int& threadCount, MAC_LBM_Flui
 
 void MAC_LBM_Solver3::distributeRho(const unsigned int& threadCount, const float& rhoSum,
                                     MAC_LBM_SolverContext3& context, MAC_LBM_Fluid3& fluid) {
-    work->distribute.run(fluid, rhoSum, context, threadCount);
+    work->distribute.run(fluid, rhoSum, context, fluid.getSinksDrain(), threadCount);
 }
 
 // The wall cells are listed afresh from the liquid list, for solids as they

@@ -51,7 +51,7 @@ void InterfacePass::forEachInterfaceCell(MAC_LBM_Fluid3& fluid, const unsigned i
 }
 
 void DistributePass::run(MAC_LBM_Fluid3& fluid, const float& rhoSum, MAC_LBM_SolverContext3& context,
-                         const unsigned int& threads) {
+                         const bool& capped, const unsigned int& threads) {
     if (!(std::fabs(static_cast<double>(rhoSum)) > kMinDensitySum) || !(context.getLostMass() > 0.0f)) return;
 
     // Full cells that did not just appear, in liquid-list order.
@@ -67,7 +67,8 @@ void DistributePass::run(MAC_LBM_Fluid3& fluid, const float& rhoSum, MAC_LBM_Sol
     mergeInWorkerOrder(eligible, scratch, workers, &Scratch::eligible);
     if (eligible.empty()) return;
 
-    const float fraction = context.getLostMass() / rhoSum;
+    float fraction = context.getLostMass() / rhoSum;
+    if (capped && fraction > 1.0f) fraction = 1.0f;
     const unsigned int count = eligible.size();
     const float amount = context.getLostMass() * fraction;
     runParallel(

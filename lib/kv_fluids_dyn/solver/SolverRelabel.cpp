@@ -169,8 +169,10 @@ void RelabelPass::emptyCellsWithoutParticles(MAC_LBM_Fluid3& fluid, const MAC_LB
     const uint32_t workers = workerCount(threads);
     for (uint32_t t = 0; t < workers; ++t) {
         perThread[t].emptied.clear();
+        perThread[t].emptiedAtSink.clear();
         perThread[t].toInterface.clear();
     }
+    const bool drains = fluid.getSinksDrain();
     const GridNeighbourhood grid(fluid.getGrid());
     runParallel(
         fluid.refArrLiquidCells(),
@@ -179,11 +181,23 @@ void RelabelPass::emptyCellsWithoutParticles(MAC_LBM_Fluid3& fluid, const MAC_LB
             Scratch& mine = perThread[t];
             mine.emptied.push_back(cell);
             grid.gather(cell->getGridMonoindex(), mine.neighbours.data());
-            for (unsigned int i = 1; i < q19::kDirectionCount; ++i)
-                if (isFull(mine.neighbours[i]))
-                    mine.toInterface.push_back(static_cast<LBM_Q19_MAC_Cell3F*>(mine.neighbours[i]));
+            bool atSink = false;
+            for (unsigned int i = 1; i < q19::kDirectionCount; ++i) {
+                LBM_Cell3<float>* n = mine.neighbours[i];
+                if (isFull(n)) mine.toInterface.push_back(static_cast<LBM_Q19_MAC_Cell3F*>(n));
+                atSink = atSink || (n != nullptr && n->isSink());
+            }
+            if (drains && atSink) mine.emptiedAtSink.push_back(cell);
         },
         threads);
+
+    // Summed in list order before the cells go back to the pool, so the
+    // total does not depend on the thread count.
+    drained = 0.0f;
+    if (drains) {
+        mergeInWorkerOrder(emptiedAtSink, perThread, workers, &Scratch::emptiedAtSink);
+        for (const LBM_Q19_MAC_Cell3F* cell : emptiedAtSink) drained += cell->getDensity();
+    }
 
     // releaseCell gives the cell the type NONE and returns it to the pool,
     // which rewinds when its last cell comes back.

@@ -34,13 +34,15 @@ private:
 // lostMass / rhoSum of the loss goes to the full cells that did not just
 // appear, an equal share each, and the context keeps the rest for the next
 // sub-step. A gain (a negative loss) is never taken away: it offsets later
-// losses.
+// losses. With `capped` the fraction is at most 1, so no sub-step hands back
+// more than is owed (the loss can exceed the liquid's density sum when
+// drains take most of it).
 //
 // Input: the liquid list, the liquid density sum after the relabelling and
 // the context's lostMass. Output: the cells' densities and lostMass.
 class DistributePass {
 public:
-    void run(MAC_LBM_Fluid3& fluid, const float& rhoSum, MAC_LBM_SolverContext3& context,
+    void run(MAC_LBM_Fluid3& fluid, const float& rhoSum, MAC_LBM_SolverContext3& context, const bool& capped,
              const unsigned int& threads);
 
 private:

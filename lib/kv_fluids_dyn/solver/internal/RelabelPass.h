@@ -31,14 +31,18 @@ namespace kelvar::fluid {
 // Input: the fluid's grid, its four cell lists as rebuilt at the start of
 // the sub-step, its particles, and `wallCells`: the liquid-list cells with a
 // solid neighbour, for solids as they are now (StreamPass::wallCells()).
-// Output: the grid and the cells relabelled, particles in sinks removed, and
-// createdCells(), the cells made in step 5 in grid order.
+// Output: the grid and the cells relabelled, particles in sinks removed,
+// createdCells(), the cells made in step 5 in grid order, and, when the
+// fluid's sinks drain, drainedDensity().
 class RelabelPass {
 public:
     void run(MAC_LBM_Fluid3& fluid, const LiquidCells& wallCells, const MAC_LBM_Fluid3::SolverKey& key,
              const unsigned int& threads);
 
     const LiquidCells& createdCells() const { return newCells; }
+    // The density of the cells emptied next to a sink in the last run, summed
+    // in grid order; counted only when the fluid's sinks drain.
+    const float& drainedDensity() const { return drained; }
 
     // Step 1 alone: clears the per-step flags of the listed liquid, solid and
     // sink cells.
@@ -51,6 +55,7 @@ private:
         Array<unsigned int> sites;
         Array<unsigned int> sunkIds;
         LiquidCells emptied;
+        LiquidCells emptiedAtSink;
         LiquidCells toInterface;
         LiquidCells filled;
     };
@@ -70,6 +75,8 @@ private:
     Array<unsigned int> sunkIds;
     LiquidCells newCells;
     LiquidCells surfaceCells;
+    LiquidCells emptiedAtSink;
+    float drained = 0.0f;
 };
 
 }  // namespace kelvar::fluid
