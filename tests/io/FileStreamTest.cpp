@@ -36,31 +36,24 @@ TEST(FileStreams, ValuesRoundTripLittleEndianThroughEveryClass) {
         stream::get(s, d);
         EXPECT_TRUE(b && c == 0xAB && h == 0x1234 && u == 0xDEADBEEFu && f == -1.5f && d == 0.1);
     };
+    // op on a stream of the given kind over the file opened with `mode`.
+    const auto withStream = [&file](int kind, const char* mode, const auto& op) {
+        FileStream wrapped;
+        FileStreamRaw raw;
+        FileStreamEndian endian;
+        std::FILE* f = std::fopen(file.path().c_str(), mode);
+        ASSERT_NE(f, nullptr);
+        if (kind == 0) (wrapped.inner->file = f, op(wrapped));
+        if (kind == 1) (raw.file = f, op(raw));
+        if (kind == 2) (endian.file = f, op(endian));
+    };
     for (int kind = 0; kind < 3; ++kind) {
-        {
-            FileStream wrapped;
-            FileStreamRaw raw;
-            FileStreamEndian endian;
-            std::FILE* f = std::fopen(file.path().c_str(), "wb");
-            ASSERT_NE(f, nullptr);
-            if (kind == 0) (wrapped.inner->file = f, writeAll(wrapped));
-            if (kind == 1) (raw.file = f, writeAll(raw));
-            if (kind == 2) (endian.file = f, writeAll(endian));
-        }
+        withStream(kind, "wb", writeAll);
         const std::string bytes = file.bytes();
         ASSERT_EQ(bytes.size(), 20u) << kind;
         EXPECT_EQ(bytes.substr(0, 4), std::string("\x01\xAB\x34\x12", 4)) << kind;
         EXPECT_EQ(valueAt<uint32_t>(bytes, 4), 0xDEADBEEFu) << kind;
-        {
-            FileStream wrapped;
-            FileStreamRaw raw;
-            FileStreamEndian endian;
-            std::FILE* f = std::fopen(file.path().c_str(), "rb");
-            ASSERT_NE(f, nullptr);
-            if (kind == 0) (wrapped.inner->file = f, expectAll(wrapped));
-            if (kind == 1) (raw.file = f, expectAll(raw));
-            if (kind == 2) (endian.file = f, expectAll(endian));
-        }
+        withStream(kind, "rb", expectAll);
     }
 }
 

@@ -280,6 +280,7 @@ private:
     void remove_MAC_Particles(const Array<Array<unsigned int>>& ids);
     template <class S>
     RestoreError restoreSection(S& stream, const bool& particlesOnly);
+    RestoreError restoreFile(const KV_String& path, const bool& particlesOnly);
     // Replaces the particles (and, unless particlesOnly, the cells and the
     // accumulators) with a decoded checkpoint body.
     template <class Body>

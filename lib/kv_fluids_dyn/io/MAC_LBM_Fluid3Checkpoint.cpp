@@ -581,11 +581,15 @@ bool MAC_LBM_Fluid3::createFromCheckPoint(const KV_String& path) {
     return read(stream);
 }
 
-MAC_LBM_Fluid3::RestoreError MAC_LBM_Fluid3::restoreFromCheckPoint(const KV_String& path) {
+MAC_LBM_Fluid3::RestoreError MAC_LBM_Fluid3::restoreFile(const KV_String& path, const bool& particlesOnly) {
     FileStream stream;
     openInto(stream, path, "rb");
     if (stream.inner->file == nullptr) return RESTORE_CANNOT_OPEN;
-    return restoreFromCheckPoint(stream);
+    return restoreSection(stream, particlesOnly);
+}
+
+MAC_LBM_Fluid3::RestoreError MAC_LBM_Fluid3::restoreFromCheckPoint(const KV_String& path) {
+    return restoreFile(path, false);
 }
 
 MAC_LBM_Fluid3::RestoreError MAC_LBM_Fluid3::restoreFromCheckPoint(FileStream& stream) {
@@ -593,10 +597,7 @@ MAC_LBM_Fluid3::RestoreError MAC_LBM_Fluid3::restoreFromCheckPoint(FileStream& s
 }
 
 MAC_LBM_Fluid3::Load_MAC_ParticlesError MAC_LBM_Fluid3::load_MAC_ParticlesFromCheckPoint(const KV_String& path) {
-    FileStream stream;
-    openInto(stream, path, "rb");
-    if (stream.inner->file == nullptr) return RESTORE_CANNOT_OPEN;
-    return load_MAC_ParticlesFromCheckPoint(stream);
+    return restoreFile(path, true);
 }
 
 MAC_LBM_Fluid3::Load_MAC_ParticlesError MAC_LBM_Fluid3::load_MAC_ParticlesFromCheckPoint(FileStream& stream) {
