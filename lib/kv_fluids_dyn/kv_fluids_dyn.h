@@ -60,6 +60,8 @@
 #include "kv_fluids_dyn/domain/Grid3.h"
 #include "kv_fluids_dyn/domain/CellPool.h"
 #include "kv_fluids_dyn/domain/Fluid3.h"
+#include "kv_fluids_dyn/domain/FrictionData.h"
+#include "kv_fluids_dyn/domain/FrictionTable.h"
 #include "kv_fluids_dyn/domain/EulerianFluid3.h"
 #include "kv_fluids_dyn/domain/LBM_Fluid3.h"
 #include "kv_fluids_dyn/domain/KV_Combo.h"

@@ -46,6 +46,6 @@ Vector3<float> barycentric(const Mesh& mesh, uint32_t f, const Vector3<float>& p
 // Texture coordinates at p in triangle f, interpolated from "UV_MAP_0";
 // false when the mesh has none.
 bool interpolateUv(const Mesh& mesh, const FacePlanes& planes, uint32_t f, const Vector3<float>& p,
-                             Vector2<float>& uv);
+                    Vector2<float>& uv);
 
 }  // namespace kelvar
