@@ -73,8 +73,6 @@ void MAC_LBM_Fluid3::setResolution(const unsigned int& requestedCount) {
     vofField.setSpacing({1.0f, 1.0f, 1.0f});
 }
 
-void MAC_LBM_Fluid3::setStaticSolidCells(const ArrayOfPtr<const Mesh, KV_NO>&, const Array<FrictionData>&) {}
-
 void MAC_LBM_Fluid3::setDynamicSolidCells(const ArrayOfPtr<const Mesh, KV_NO>&, const Array<FrictionData>&) {}
 
 void MAC_LBM_Fluid3::computeMomentum(Array<Vector3<float>>& momentum) const {

@@ -150,8 +150,20 @@ public:
     // result depends only on the arguments and the thread count.
     virtual void setFluidCells(const Mesh& mesh, const Vector3<float>& velocity, const float& jitter, const int& seed,
                                const unsigned short& id);
-    // Not implemented yet: these do nothing and leave their outputs empty.
+    // The obstacle meshes (world space) merged into one, each face keeping
+    // its mesh's id as the per-face "MESH_ID"; "UV_MAP_0" and "Velocity"
+    // come along where the meshes carry them (zero where they do not).
+    static Mesh createMergedMesh(const ArrayOfPtr<const Mesh, KV_NO>& meshes);
+    // Static obstacles: every cell that a face of the meshes touches becomes
+    // solid (so a plate thinner than a cell still holds liquid back), and so
+    // does every cell inside them. Each new solid cell stands still and
+    // gets its wall factor (1 no-slip, 0 free slip) from the friction of
+    // the faces touching it, `friction[n]` being the record of `meshes[n]`;
+    // cells inside, touched by no face, are no-slip. Liquid the obstacles
+    // cover is removed with its particles; walls and drains stay as they
+    // are. The mesh id of each new solid cell is kept (getStaticSolidMeshIds).
     virtual void setStaticSolidCells(const ArrayOfPtr<const Mesh, KV_NO>& meshes, const Array<FrictionData>& friction);
+    // Not implemented yet: does nothing.
     virtual void setDynamicSolidCells(const ArrayOfPtr<const Mesh, KV_NO>& meshes, const Array<FrictionData>& friction);
     // Momentum the liquid exerts on each obstacle mesh, in mesh order.
     virtual void computeMomentum(Array<Vector3<float>>& momentum) const;
