@@ -56,6 +56,17 @@ TEST(SolverObstacle, StaticObstaclesReplaceTheLiquidTheyCover) {
     EXPECT_FLOAT_EQ(float(face->getWallFactor()), 0.7f);
     EXPECT_EQ(core->getWallFactor(), 1.0);
     EXPECT_EQ(fluid.getStaticSolidMeshIds().at(fluid.getGrid().index(2, 2, 3)), 9u);
+
+    // Contacts: the liquid cells around the rock, none by the walls alone.
+    Array<MAC_Particle3> contacts;
+    fluid.getFluidCellsInSolidContactAsParticles(contacts);
+    ASSERT_FALSE(contacts.empty());
+    for (const MAC_Particle3& contact : contacts) {
+        EXPECT_EQ(contact.sourceId, 9u);
+        const Vector3<float> cell = fluid.worldToGridPosition(contact.position) - fluid.getGrid().getBox().min;
+        EXPECT_TRUE(cell.x > 0.5f && cell.x < 7.0f && cell.y < 5.0f && cell.z > 0.5f && cell.z < 7.0f);
+    }
+    EXPECT_EQ(contacts[0].id, 0u);
 }
 
 // A plate a third of a cell thick splits the tank; the liquid on one side

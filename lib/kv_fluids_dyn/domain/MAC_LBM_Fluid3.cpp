@@ -97,10 +97,6 @@ void MAC_LBM_Fluid3::getNeighborCells(const unsigned int& i, const unsigned int&
     }
 }
 
-void MAC_LBM_Fluid3::getFluidCellsInSolidContactAsParticles(Array<MAC_Particle3>& contacts) const {
-    contacts.clear();
-}
-
 void MAC_LBM_Fluid3::getNeighborCells(const unsigned int& index, const GridType& grid, NeighborArray& out) const {
     const unsigned int stride = grid.getStride();
     const unsigned int i = index / stride;

@@ -183,7 +183,11 @@ public:
     virtual void getNeighborCells(const unsigned int& i, const unsigned int& j, const unsigned int& k,
                                   const GridType& grid, NeighborArray& out) const;
 
-    // Not implemented yet, like the operations above.
+    // One record per liquid cell next to a static obstacle cell, in grid
+    // order: the cell centre and the liquid's velocity in world units, and
+    // the obstacle's mesh id in sourceId (the first obstacle neighbour in
+    // lattice order); ids count from 0. For hosts that spawn foam, wetness
+    // or sounds where liquid touches obstacles.
     virtual void getFluidCellsInSolidContactAsParticles(Array<MAC_Particle3>& particles) const;
     // Accelerations (world units) go into the same force field as forces,
     // converted but not weighted by density. The positional form takes a

@@ -7,6 +7,7 @@
 #include "kv_fluids_dyn/domain/MAC_LBM_Fluid3.h"
 #include "kv_fluids_dyn/domain/internal/FrictionEvaluator.h"
 #include "kv_fluids_dyn/domain/internal/GridVoxelization.h"
+#include "kv_fluids_dyn/lattice/LBM_Q19_Constants.h"
 #include "kv_geometry/MeshVoxelizer3.h"
 #include "kv_geometry/detail/FacePlanes.h"
 
@@ -95,6 +96,34 @@ void MAC_LBM_Fluid3::setStaticSolidCells(const ArrayOfPtr<const Mesh, KV_NO>& me
     }
     if (!covered.empty()) particles.remove(covered);
     dirtyFlags.set(VOF_DIRTY);
+}
+
+void MAC_LBM_Fluid3::getFluidCellsInSolidContactAsParticles(Array<MAC_Particle3>& contacts) const {
+    contacts.clear();
+    if (staticSolidMeshIds.empty()) return;
+    NeighborArray neighbours(q19::kDirectionCount - 1);
+    const Array<LBM_Cell3<float>*>& cells = grid.getCells();
+    for (uint32_t index = 0; index < cells.size(); ++index) {
+        const LBM_Cell3<float>* cell = cells[index];
+        if (cell == nullptr || !cell->isFluid()) continue;
+        getNeighborCells(index, grid, neighbours);
+        for (const LBM_Cell3<float>* n : neighbours) {
+            if (n == nullptr || !n->isSolid()) continue;
+            const auto obstacle = staticSolidMeshIds.find(n->getGridMonoindex());
+            if (obstacle == staticSolidMeshIds.end()) continue;
+            const unsigned int stride = grid.getStride();
+            const Vector3<float> centre(float(index / stride) + 0.5f, float(index % stride / grid.getNz()) + 0.5f,
+                                        float(index % grid.getNz()) + 0.5f);
+            MAC_Particle3 contact;
+            contact.id = contacts.size();
+            contact.position = gridToWorldPosition(grid.getBox().min + centre.mul(grid.getCellSize()));
+            contact.velocity = gridToWorldVelocity(cell->getVelocity());
+            contact.sourceId = static_cast<unsigned short>(obstacle->second);
+            contact.uv = Vector2<float>(0.0f, 0.0f);
+            contacts.push_back(contact);
+            break;
+        }
+    }
 }
 
 }  // namespace kelvar::fluid
