@@ -32,6 +32,7 @@ MAC_LBM_Fluid3::MAC_LBM_Fluid3(const MAC_LBM_Fluid3& other)
       arrLiquidCells(other.arrLiquidCells),
       arrInterfaceCells(other.arrInterfaceCells),
       staticSolidMeshIds(other.staticSolidMeshIds),
+      dynamicSolidMeshIds(other.dynamicSolidMeshIds),
       solverContext(other.solverContext),
       dirtyFlags(other.dirtyFlags),
       exactCheckpoints(other.exactCheckpoints),
@@ -50,6 +51,7 @@ MAC_LBM_Fluid3& MAC_LBM_Fluid3::operator=(const MAC_LBM_Fluid3& other) {
     particles = other.particles;
     staticSolidMeshIds.clear();
     for (const auto& entry : other.staticSolidMeshIds) staticSolidMeshIds.insert(entry);
+    dynamicSolidMeshIds = other.dynamicSolidMeshIds;
     solverContext = other.solverContext;
     dirtyFlags = other.dirtyFlags;
     exactCheckpoints = other.exactCheckpoints;
@@ -72,8 +74,6 @@ void MAC_LBM_Fluid3::setResolution(const unsigned int& requestedCount) {
     vofField.setResolution({grid.getNx(), grid.getNy(), grid.getNz()});
     vofField.setSpacing({1.0f, 1.0f, 1.0f});
 }
-
-void MAC_LBM_Fluid3::setDynamicSolidCells(const ArrayOfPtr<const Mesh, KV_NO>&, const Array<FrictionData>&) {}
 
 void MAC_LBM_Fluid3::computeMomentum(Array<Vector3<float>>& momentum) const {
     momentum.clear();

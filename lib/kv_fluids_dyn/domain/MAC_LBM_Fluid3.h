@@ -163,8 +163,19 @@ public:
     // cover is removed with its particles; walls and drains stay as they
     // are. The mesh id of each new solid cell is kept (getStaticSolidMeshIds).
     virtual void setStaticSolidCells(const ArrayOfPtr<const Mesh, KV_NO>& meshes, const Array<FrictionData>& friction);
-    // Not implemented yet: does nothing.
+    // Moving obstacles, called every frame with the meshes at their new
+    // pose (world space, "Velocity" per vertex in world units per second if
+    // they move). Cells covered now become solid as for static obstacles
+    // (the liquid there is removed with its particles), cells covered at
+    // the last call and not now become empty and their full liquid
+    // neighbours interface cells. Every moving solid cell carries the
+    // obstacle's velocity there in lattice units (the mean over the
+    // corners of the faces touching it, or over the whole mesh for a cell
+    // inside), which the walls' moving-wall term hands to the liquid.
+    // Static obstacles and walls are never touched.
     virtual void setDynamicSolidCells(const ArrayOfPtr<const Mesh, KV_NO>& meshes, const Array<FrictionData>& friction);
+    // Mesh id of each moving obstacle cell, by linear grid index.
+    const std::map<unsigned int, unsigned int>& getDynamicSolidMeshIds() const { return dynamicSolidMeshIds; }
     // Momentum the liquid exerts on each obstacle mesh, in mesh order.
     virtual void computeMomentum(Array<Vector3<float>>& momentum) const;
     // Makes drains of the cells inside (or, with inside false, outside) a
@@ -260,6 +271,7 @@ protected:
     ArrayOfPtr<LBM_Q19_MAC_Cell3F, KV_NO> arrInterfaceCells;
     MAC_ParticleSystem3 particles;
     std::map<unsigned int, unsigned int> staticSolidMeshIds;
+    std::map<unsigned int, unsigned int> dynamicSolidMeshIds;
     MAC_LBM_SolverContext3 solverContext;
     Flag<MAC_LBM_Fluid3, unsigned short> dirtyFlags;
 
@@ -301,6 +313,21 @@ private:
     // accumulators) with a decoded checkpoint body.
     template <class Body>
     void commitCheckpoint(const Body& body, const bool& particlesOnly);
+
+    // Obstacles (MAC_LBM_Fluid3Obstacles.cpp): what the voxelisation of the
+    // meshes says of one covered cell, handed to `place` in grid order.
+    struct ObstacleCell {
+        unsigned int index;
+        double wallFactor;
+        unsigned int meshId;
+        bool hasMesh;
+        Vector3<float> velocity;  // lattice units
+    };
+    template <class Place>
+    void forEachObstacleCell(const ArrayOfPtr<const Mesh, KV_NO>& meshes, const Array<FrictionData>& friction,
+                             const Place& place);
+    // Removes the particles that lie in solid cells.
+    void removeParticlesInSolids();
 
     // Forces (MAC_LBM_Fluid3Forces.cpp): adds v to, or stores it in, the
     // force of every fluid and interface cell.

@@ -1,5 +1,7 @@
-// Static obstacles of MAC_LBM_Fluid3: merging the host's meshes, and turning
-// the cells they touch or enclose into solid cells with their friction.
+// Obstacles of MAC_LBM_Fluid3: merging the host's meshes, turning the cells
+// they touch or enclose into solid cells with their friction (once for
+// static obstacles, every frame for moving ones), and reporting where the
+// liquid touches them.
 
 #include <algorithm>
 
@@ -23,6 +25,25 @@ unsigned int meshIdOf(const MeshAttribute* ids, const uint32_t& f) {
     return ids != nullptr && f < ids->uints.size() ? ids->uints[f] : 0u;
 }
 
+// The mean "Velocity" of the corners of faces `first`..`last` of `mesh`;
+// zero without the attribute.
+template <class FaceIter>
+Vector3<float> meanCornerVelocity(const Mesh& mesh, const MeshAttribute* velocity, FaceIter first, FaceIter last) {
+    if (velocity == nullptr || velocity->components != 3) return Vector3<float>();
+    Vector3<double> sum;
+    unsigned int corners = 0;
+    for (FaceIter f = first; f != last; ++f) {
+        const Mesh::Triangle& t = mesh.getTriangles()[*f];
+        for (uint32_t v : {t.first, t.second, t.third}) {
+            if (3 * uint64_t(v) + 2 >= velocity->floats.size()) continue;
+            sum += Vector3<double>(velocity->floats[3 * v], velocity->floats[3 * v + 1], velocity->floats[3 * v + 2]);
+            ++corners;
+        }
+    }
+    if (corners == 0) return Vector3<float>();
+    return Vector3<float>(float(sum.x / corners), float(sum.y / corners), float(sum.z / corners));
+}
+
 }  // namespace
 
 Mesh MAC_LBM_Fluid3::createMergedMesh(const ArrayOfPtr<const Mesh, KV_NO>& meshes) {
@@ -40,13 +61,15 @@ Mesh MAC_LBM_Fluid3::createMergedMesh(const ArrayOfPtr<const Mesh, KV_NO>& meshe
     return merged;
 }
 
-void MAC_LBM_Fluid3::setStaticSolidCells(const ArrayOfPtr<const Mesh, KV_NO>& meshes,
-                                         const Array<FrictionData>& friction) {
+template <class Place>
+void MAC_LBM_Fluid3::forEachObstacleCell(const ArrayOfPtr<const Mesh, KV_NO>& meshes,
+                                         const Array<FrictionData>& friction, const Place& place) {
     FrictionTable table;
     for (uint32_t n = 0; n < meshes.size() && n < friction.size(); ++n)
         if (meshes[n] != nullptr) table.insert(meshes[n]->getId(), friction[n]);
+    const Mesh merged = createMergedMesh(meshes);
     Mesh gridMesh;
-    detail::meshFromWorldToGrid(createMergedMesh(meshes), xformGridToWorld, grid, gridMesh);
+    detail::meshFromWorldToGrid(merged, xformGridToWorld, grid, gridMesh);
     if (gridMesh.triangleCount() == 0 || !gridMesh.isBoxValid()) return;
 
     MeshVoxelizer3<float> voxelizer(detail::gridLattice(grid));
@@ -58,35 +81,31 @@ void MAC_LBM_Fluid3::setStaticSolidCells(const ArrayOfPtr<const Mesh, KV_NO>& me
     buildFacePlanes(gridMesh, faces);
     const FrictionEvaluator evaluator(*this, gridMesh, table, &faces);
     const MeshAttribute* ids = gridMesh.findAttribute(Mesh::kMeshId);
+    const MeshAttribute* velocities = merged.findAttribute(Mesh::kVelocity);
+    // The whole mesh's mean velocity, for the cells inside it.
+    Array<uint32_t> allFaces(merged.triangleCount());
+    for (uint32_t f = 0; f < allFaces.size(); ++f) allFaces[f] = f;
+    const Vector3<float> meanVelocity = meanCornerVelocity(merged, velocities, allFaces.begin(), allFaces.end());
 
     Array<FrictionEvaluator::FaceRecord> records;
-    bool madeAny = false;
     for (const MeshGrid3BoxesFaces<float>& chunk : chunks)
         for (uint32_t n = 0; n < chunk.sampleCount(); ++n) {
-            const bool touched = chunk.isSurface(n);
+            const bool touched = chunk.isSurface(n) && chunk.hasFaces() && chunk.facesBegin(n) != chunk.facesEnd(n);
             if (!touched && !chunk.isInside(n)) continue;
             const Tuple3<unsigned int> ijk = chunk.getSampleCell(n);
-            const unsigned int index = grid.index(ijk.first, ijk.second, ijk.third);
-            LBM_Cell3<float>*& slot = grid.refCells()[index];
-            if (slot != nullptr && !slot->isFluid()) continue;
-            if (slot != nullptr) releaseCell(slot);
-
-            LBM_SolidCell3<float>* solid = acquireSolidCell();
-            solid->setVelocity(Vector3<float>());
-            solid->setGridMonoindex(index);
             records.clear();
-            if (touched && chunk.hasFaces())
+            if (touched)
                 for (const uint32_t* f = chunk.facesBegin(n); f != chunk.facesEnd(n); ++f)
                     records.push_back({meshIdOf(ids, *f), *f});
-            solid->setWallFactor(records.empty() ? kInsideWallFactor
-                                                 : double(evaluator.evaluate(records, chunk.getSampleBox(n))));
-            if (!records.empty()) staticSolidMeshIds[index] = records[0].first;
-            slot = solid;
-            madeAny = true;
+            const Vector3<float> worldVelocity =
+                touched ? meanCornerVelocity(merged, velocities, chunk.facesBegin(n), chunk.facesEnd(n)) : meanVelocity;
+            place(ObstacleCell{grid.index(ijk.first, ijk.second, ijk.third),
+                               touched ? double(evaluator.evaluate(records, chunk.getSampleBox(n))) : kInsideWallFactor,
+                               touched ? records[0].first : 0u, touched, worldToGridVelocity(worldVelocity)});
         }
-    if (!madeAny) return;
+}
 
-    // Particles the obstacles now cover go with the liquid.
+void MAC_LBM_Fluid3::removeParticlesInSolids() {
     Array<unsigned int> covered;
     for (const MAC_Particle3& p : particles) {
         Tuple3<unsigned int> ijk;
@@ -96,6 +115,58 @@ void MAC_LBM_Fluid3::setStaticSolidCells(const ArrayOfPtr<const Mesh, KV_NO>& me
     }
     if (!covered.empty()) particles.remove(covered);
     dirtyFlags.set(VOF_DIRTY);
+}
+
+void MAC_LBM_Fluid3::setStaticSolidCells(const ArrayOfPtr<const Mesh, KV_NO>& meshes,
+                                         const Array<FrictionData>& friction) {
+    bool madeAny = false;
+    forEachObstacleCell(meshes, friction, [&](const ObstacleCell& covered) {
+        LBM_Cell3<float>*& slot = grid.refCells()[covered.index];
+        if (slot != nullptr && !slot->isFluid()) return;
+        if (slot != nullptr) releaseCell(slot);
+        LBM_SolidCell3<float>* solid = acquireSolidCell();
+        solid->setVelocity(Vector3<float>());
+        solid->setGridMonoindex(covered.index);
+        solid->setWallFactor(covered.wallFactor);
+        if (covered.hasMesh) staticSolidMeshIds[covered.index] = covered.meshId;
+        slot = solid;
+        madeAny = true;
+    });
+    if (madeAny) removeParticlesInSolids();
+}
+
+void MAC_LBM_Fluid3::setDynamicSolidCells(const ArrayOfPtr<const Mesh, KV_NO>& meshes,
+                                          const Array<FrictionData>& friction) {
+    std::map<unsigned int, unsigned int> now;
+    forEachObstacleCell(meshes, friction, [&](const ObstacleCell& covered) {
+        LBM_Cell3<float>*& slot = grid.refCells()[covered.index];
+        const bool ours = dynamicSolidMeshIds.count(covered.index) > 0;
+        if (slot != nullptr && !slot->isFluid() && !ours) return;  // walls, static obstacles, drains
+        if (!ours) {
+            if (slot != nullptr) releaseCell(slot);
+            LBM_SolidCell3<float>* solid = acquireSolidCell();
+            solid->setGridMonoindex(covered.index);
+            slot = solid;
+        }
+        auto* solid = static_cast<LBM_SolidCell3<float>*>(slot);
+        solid->setVelocity(covered.velocity);
+        solid->setWallFactor(covered.wallFactor);
+        now[covered.index] = covered.hasMesh ? covered.meshId : 0u;
+    });
+
+    // Cells the obstacles left: empty, with their full neighbours on the surface.
+    NeighborArray neighbours(q19::kDirectionCount - 1);
+    for (const auto& [index, meshId] : dynamicSolidMeshIds) {
+        if (now.count(index) > 0) continue;
+        LBM_Cell3<float>*& slot = grid.refCells()[index];
+        releaseCell(slot);
+        slot = nullptr;
+        getNeighborCells(index, grid, neighbours);
+        for (LBM_Cell3<float>* n : neighbours)
+            if (n != nullptr && n->getType() == LBM_CELL_FLUID) n->setType(LBM_CELL_INTERFACE);
+    }
+    dynamicSolidMeshIds.swap(now);
+    removeParticlesInSolids();
 }
 
 void MAC_LBM_Fluid3::getFluidCellsInSolidContactAsParticles(Array<MAC_Particle3>& contacts) const {
