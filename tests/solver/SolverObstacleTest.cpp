@@ -91,6 +91,34 @@ TEST(SolverObstacle, AThinPlateHoldsTheLiquidBack) {
     EXPECT_TRUE(liquidStats(fluid).finite);
 }
 
+// A cube held under still water feels the weight of the water it displaces,
+// upwards, once the water has settled: Archimedes within a few per cent.
+TEST(SolverObstacle, ASubmergedCubeFeelsItsBuoyancy) {
+    WalledScene<> scene(16 * 16 * 16, 2);
+    SceneFluid& fluid = scene.fluid;
+    fillBlock(fluid, {1, 1, 1}, {15, 12, 15}, latticeGravity(fluid));
+    const Mesh cube = gridBox(fluid, {6, 3, 6}, {10, 7, 10}, 1);
+    FrictionData grip;
+    grip.set(1.0f);
+    fluid.setStaticSolidCells({&cube}, {grip});
+    fluid.setAcceleration(Vector3<float>(0.0f, -kGravity, 0.0f));
+    runSubSteps(scene.solver, fluid, 800);
+
+    constexpr unsigned kWindow = 400;
+    const float dt = fluid.getSolverContext().getDt();
+    scene.solver.preSolve();
+    for (unsigned s = 0; s < kWindow; ++s) scene.solver.solve(dt);
+    Array<Vector3<float>> momentum;
+    fluid.computeMomentum(momentum);
+    ASSERT_EQ(momentum.size(), 1u);
+    const Vector3<float> force = momentum[0] * (1.0f / (float(kWindow) * dt));
+    const float side = 4.0f * fluid.getSolverContext().getDx();
+    const float weight = 1000.0f * kGravity * side * side * side;
+    EXPECT_NEAR(force.y, weight, 0.1f * weight);
+    EXPECT_NEAR(force.x, 0.0f, 1e-3f * weight);
+    EXPECT_NEAR(force.z, 0.0f, 1e-3f * weight);
+}
+
 // A paddle pushed through the liquid along +x for 30 frames of 5 sub-steps.
 struct PaddleRun : WalledScene<> {
     static constexpr float kLatticeSpeed = 0.02f;  // cells per sub-step

@@ -33,6 +33,9 @@ MAC_LBM_Fluid3::MAC_LBM_Fluid3(const MAC_LBM_Fluid3& other)
       arrInterfaceCells(other.arrInterfaceCells),
       staticSolidMeshIds(other.staticSolidMeshIds),
       dynamicSolidMeshIds(other.dynamicSolidMeshIds),
+      staticMeshOrder(other.staticMeshOrder),
+      dynamicMeshOrder(other.dynamicMeshOrder),
+      exchangedMomentum(other.exchangedMomentum),
       solverContext(other.solverContext),
       dirtyFlags(other.dirtyFlags),
       exactCheckpoints(other.exactCheckpoints),
@@ -52,6 +55,9 @@ MAC_LBM_Fluid3& MAC_LBM_Fluid3::operator=(const MAC_LBM_Fluid3& other) {
     staticSolidMeshIds.clear();
     for (const auto& entry : other.staticSolidMeshIds) staticSolidMeshIds.insert(entry);
     dynamicSolidMeshIds = other.dynamicSolidMeshIds;
+    staticMeshOrder = other.staticMeshOrder;
+    dynamicMeshOrder = other.dynamicMeshOrder;
+    exchangedMomentum = other.exchangedMomentum;
     solverContext = other.solverContext;
     dirtyFlags = other.dirtyFlags;
     exactCheckpoints = other.exactCheckpoints;
@@ -73,10 +79,6 @@ void MAC_LBM_Fluid3::setResolution(const unsigned int& requestedCount) {
     LBM_Fluid3<float>::setResolution(requestedCount);
     vofField.setResolution({grid.getNx(), grid.getNy(), grid.getNz()});
     vofField.setSpacing({1.0f, 1.0f, 1.0f});
-}
-
-void MAC_LBM_Fluid3::computeMomentum(Array<Vector3<float>>& momentum) const {
-    momentum.clear();
 }
 
 void MAC_LBM_Fluid3::getNeighborCells(const Tuple3<unsigned int>& ijk, const GridType& grid, NeighborArray& out) const {

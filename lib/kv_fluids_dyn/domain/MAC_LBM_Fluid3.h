@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <map>
+#include <vector>
 
 #include "kv_basic/Array.h"
 #include "kv_basic/ArrayOfPtr.h"
@@ -176,8 +177,20 @@ public:
     virtual void setDynamicSolidCells(const ArrayOfPtr<const Mesh, KV_NO>& meshes, const Array<FrictionData>& friction);
     // Mesh id of each moving obstacle cell, by linear grid index.
     const std::map<unsigned int, unsigned int>& getDynamicSolidMeshIds() const { return dynamicSolidMeshIds; }
-    // Momentum the liquid exerts on each obstacle mesh, in mesh order.
+    // The momentum (world units, kg m/s) the liquid handed each obstacle
+    // mesh over the sub-steps since the solver's last preSolve, one entry
+    // per mesh in the order the meshes were given (static ones, then moving
+    // ones): twice the distribution that each liquid cell sends into an
+    // obstacle cell along each link, summed over the links and sub-steps.
+    // Divided by the frame's time it is the mean force in newtons.
     virtual void computeMomentum(Array<Vector3<float>>& momentum) const;
+    // The solver's side of computeMomentum: forgets the exchanged momentum
+    // (at preSolve) and adds a sub-step's share for one mesh (lattice units).
+    void clearExchangedMomentum();
+    void addExchangedMomentum(const unsigned int& meshId, const Vector3<double>& latticeMomentum);
+    bool hasObstacles() const { return !staticSolidMeshIds.empty() || !dynamicSolidMeshIds.empty(); }
+    // The mesh id of the obstacle cell at a linear grid index, or false.
+    bool obstacleMeshAt(const unsigned int& index, unsigned int& meshId) const;
     // Makes drains of the cells inside (or, with inside false, outside) a
     // world-space mesh, tagged with the mesh's id; liquid there is dropped
     // to the pool, its particles stay. Drains of this id that the mesh no
@@ -194,7 +207,7 @@ public:
     virtual void getNeighborCells(const unsigned int& i, const unsigned int& j, const unsigned int& k,
                                   const GridType& grid, NeighborArray& out) const;
 
-    // One record per liquid cell next to a static obstacle cell, in grid
+    // One record per liquid cell next to an obstacle cell, in grid
     // order: the cell centre and the liquid's velocity in world units, and
     // the obstacle's mesh id in sourceId (the first obstacle neighbour in
     // lattice order); ids count from 0. For hosts that spawn foam, wetness
@@ -272,6 +285,9 @@ protected:
     MAC_ParticleSystem3 particles;
     std::map<unsigned int, unsigned int> staticSolidMeshIds;
     std::map<unsigned int, unsigned int> dynamicSolidMeshIds;
+    std::vector<unsigned int> staticMeshOrder;
+    std::vector<unsigned int> dynamicMeshOrder;
+    std::map<unsigned int, Vector3<double>> exchangedMomentum;
     MAC_LBM_SolverContext3 solverContext;
     Flag<MAC_LBM_Fluid3, unsigned short> dirtyFlags;
 

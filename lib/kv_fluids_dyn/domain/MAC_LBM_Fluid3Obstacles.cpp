@@ -119,6 +119,10 @@ void MAC_LBM_Fluid3::removeParticlesInSolids() {
 
 void MAC_LBM_Fluid3::setStaticSolidCells(const ArrayOfPtr<const Mesh, KV_NO>& meshes,
                                          const Array<FrictionData>& friction) {
+    for (const Mesh* mesh : meshes)
+        if (mesh != nullptr && std::find(staticMeshOrder.begin(), staticMeshOrder.end(), mesh->getId()) ==
+                                   staticMeshOrder.end())
+            staticMeshOrder.push_back(mesh->getId());
     bool madeAny = false;
     forEachObstacleCell(meshes, friction, [&](const ObstacleCell& covered) {
         LBM_Cell3<float>*& slot = grid.refCells()[covered.index];
@@ -137,6 +141,9 @@ void MAC_LBM_Fluid3::setStaticSolidCells(const ArrayOfPtr<const Mesh, KV_NO>& me
 
 void MAC_LBM_Fluid3::setDynamicSolidCells(const ArrayOfPtr<const Mesh, KV_NO>& meshes,
                                           const Array<FrictionData>& friction) {
+    dynamicMeshOrder.clear();
+    for (const Mesh* mesh : meshes)
+        if (mesh != nullptr) dynamicMeshOrder.push_back(mesh->getId());
     std::map<unsigned int, unsigned int> now;
     forEachObstacleCell(meshes, friction, [&](const ObstacleCell& covered) {
         LBM_Cell3<float>*& slot = grid.refCells()[covered.index];
@@ -169,9 +176,35 @@ void MAC_LBM_Fluid3::setDynamicSolidCells(const ArrayOfPtr<const Mesh, KV_NO>& m
     removeParticlesInSolids();
 }
 
+void MAC_LBM_Fluid3::computeMomentum(Array<Vector3<float>>& momentum) const {
+    momentum.clear();
+    for (const std::vector<unsigned int>* order : {&staticMeshOrder, &dynamicMeshOrder})
+        for (const unsigned int& id : *order) {
+            const auto found = exchangedMomentum.find(id);
+            const Vector3<double> lattice = found != exchangedMomentum.end() ? found->second : Vector3<double>();
+            momentum.push_back(gridToWorldMomentum(Vector3<float>(float(lattice.x), float(lattice.y), float(lattice.z))));
+        }
+}
+
+void MAC_LBM_Fluid3::clearExchangedMomentum() { exchangedMomentum.clear(); }
+
+void MAC_LBM_Fluid3::addExchangedMomentum(const unsigned int& meshId, const Vector3<double>& latticeMomentum) {
+    exchangedMomentum[meshId] += latticeMomentum;
+}
+
+bool MAC_LBM_Fluid3::obstacleMeshAt(const unsigned int& index, unsigned int& meshId) const {
+    for (const std::map<unsigned int, unsigned int>* ids : {&staticSolidMeshIds, &dynamicSolidMeshIds}) {
+        const auto found = ids->find(index);
+        if (found == ids->end()) continue;
+        meshId = found->second;
+        return true;
+    }
+    return false;
+}
+
 void MAC_LBM_Fluid3::getFluidCellsInSolidContactAsParticles(Array<MAC_Particle3>& contacts) const {
     contacts.clear();
-    if (staticSolidMeshIds.empty()) return;
+    if (!hasObstacles()) return;
     NeighborArray neighbours(q19::kDirectionCount - 1);
     const Array<LBM_Cell3<float>*>& cells = grid.getCells();
     for (uint32_t index = 0; index < cells.size(); ++index) {
@@ -179,9 +212,8 @@ void MAC_LBM_Fluid3::getFluidCellsInSolidContactAsParticles(Array<MAC_Particle3>
         if (cell == nullptr || !cell->isFluid()) continue;
         getNeighborCells(index, grid, neighbours);
         for (const LBM_Cell3<float>* n : neighbours) {
-            if (n == nullptr || !n->isSolid()) continue;
-            const auto obstacle = staticSolidMeshIds.find(n->getGridMonoindex());
-            if (obstacle == staticSolidMeshIds.end()) continue;
+            unsigned int meshId = 0;
+            if (n == nullptr || !n->isSolid() || !obstacleMeshAt(n->getGridMonoindex(), meshId)) continue;
             const unsigned int stride = grid.getStride();
             const Vector3<float> centre(float(index / stride) + 0.5f, float(index % stride / grid.getNz()) + 0.5f,
                                         float(index % grid.getNz()) + 0.5f);
@@ -189,7 +221,7 @@ void MAC_LBM_Fluid3::getFluidCellsInSolidContactAsParticles(Array<MAC_Particle3>
             contact.id = contacts.size();
             contact.position = gridToWorldPosition(grid.getBox().min + centre.mul(grid.getCellSize()));
             contact.velocity = gridToWorldVelocity(cell->getVelocity());
-            contact.sourceId = static_cast<unsigned short>(obstacle->second);
+            contact.sourceId = static_cast<unsigned short>(meshId);
             contact.uv = Vector2<float>(0.0f, 0.0f);
             contacts.push_back(contact);
             break;

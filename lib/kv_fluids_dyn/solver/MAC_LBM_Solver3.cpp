@@ -38,6 +38,7 @@
 #include "kv_fluids_dyn/lattice/LBM_Q19_Cell3StreamIndices.h"
 #include "kv_fluids_dyn/solver/internal/CollisionPass.h"
 #include "kv_fluids_dyn/solver/internal/DensitySums.h"
+#include "kv_fluids_dyn/solver/internal/ObstacleMomentumPass.h"
 #include "kv_fluids_dyn/solver/internal/SolverRandom.h"
 #include "kv_fluids_dyn/solver/internal/SolverWorkspace.h"
 
@@ -186,6 +187,7 @@ void MAC_LBM_Solver3::subStep(MAC_LBM_Fluid3& fluid) {
     {
         PassClock clock(passTimes, P::Collision);
         collideLiquidCells(fluid.refArrLiquidCells(), context, threads);
+        if (fluid.hasObstacles()) exchangeObstacleMomentum(fluid, work->stream.wallCells());
     }
     {
         PassClock clock(passTimes, P::Advection);
@@ -218,7 +220,10 @@ void MAC_LBM_Solver3::subStep(MAC_LBM_Fluid3& fluid) {
 }
 
 void MAC_LBM_Solver3::preSolve() {
-    for (MAC_LBM_Fluid3* fluid : fluids) fluid->refSolverContext().setAddedMass(0.0f);
+    for (MAC_LBM_Fluid3* fluid : fluids) {
+        fluid->refSolverContext().setAddedMass(0.0f);
+        fluid->clearExchangedMomentum();
+    }
 }
 
 void MAC_LBM_Solver3::postSolve() {}

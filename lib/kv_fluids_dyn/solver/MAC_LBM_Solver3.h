@@ -54,7 +54,8 @@ public:
     void initialize(const unsigned int& threads) override;
     // Runs as many sub-steps per fluid as its accumulated time holds.
     void solve(const float& dt) override;
-    // Forgets the density that left the liquid outside the solver.
+    // Forgets the density that left the liquid outside the solver and the
+    // momentum the obstacles took over the last frame.
     void preSolve() override;
     void postSolve() override;
 
