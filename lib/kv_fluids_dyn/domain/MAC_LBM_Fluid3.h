@@ -161,8 +161,11 @@ public:
     // gets its wall factor (1 no-slip, 0 free slip) from the friction of
     // the faces touching it, `friction[n]` being the record of `meshes[n]`;
     // cells inside, touched by no face, are no-slip. Liquid the obstacles
-    // cover is removed with its particles; walls and drains stay as they
-    // are. The mesh id of each new solid cell is kept (getStaticSolidMeshIds).
+    // cover is removed with its particles, its density booked in the
+    // context's addedMass, so that the next sub-step hands it back to the
+    // rest of the liquid (call after the solver's preSolve, which forgets
+    // addedMass). Walls and drains stay as they are. The mesh id of each new
+    // solid cell is kept (getStaticSolidMeshIds).
     virtual void setStaticSolidCells(const ArrayOfPtr<const Mesh, KV_NO>& meshes, const Array<FrictionData>& friction);
     // Moving obstacles, called every frame with the meshes at their new
     // pose (world space, "Velocity" per vertex in world units per second if
@@ -344,6 +347,7 @@ private:
                              const Place& place);
     // Removes the particles that lie in solid cells.
     void removeParticlesInSolids();
+    void removeCoveredLiquid(LBM_Cell3<float>* cell);
 
     // Forces (MAC_LBM_Fluid3Forces.cpp): adds v to, or stores it in, the
     // force of every fluid and interface cell.

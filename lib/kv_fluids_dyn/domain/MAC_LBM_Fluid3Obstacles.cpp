@@ -105,6 +105,14 @@ void MAC_LBM_Fluid3::forEachObstacleCell(const ArrayOfPtr<const Mesh, KV_NO>& me
         }
 }
 
+// The density of the liquid an obstacle covers leaves the liquid outside the
+// solver: booked in addedMass, the sub-steps hand it back to the rest, as
+// the liquid the obstacle pushed away.
+void MAC_LBM_Fluid3::removeCoveredLiquid(LBM_Cell3<float>* cell) {
+    solverContext.refAddedMass() += static_cast<LBM_Q19_MAC_Cell3F*>(cell)->getDensity();
+    releaseCell(cell);
+}
+
 void MAC_LBM_Fluid3::removeParticlesInSolids() {
     Array<unsigned int> covered;
     for (const MAC_Particle3& p : particles) {
@@ -127,7 +135,7 @@ void MAC_LBM_Fluid3::setStaticSolidCells(const ArrayOfPtr<const Mesh, KV_NO>& me
     forEachObstacleCell(meshes, friction, [&](const ObstacleCell& covered) {
         LBM_Cell3<float>*& slot = grid.refCells()[covered.index];
         if (slot != nullptr && !slot->isFluid()) return;
-        if (slot != nullptr) releaseCell(slot);
+        if (slot != nullptr) removeCoveredLiquid(slot);
         LBM_SolidCell3<float>* solid = acquireSolidCell();
         solid->setVelocity(Vector3<float>());
         solid->setGridMonoindex(covered.index);
@@ -150,7 +158,7 @@ void MAC_LBM_Fluid3::setDynamicSolidCells(const ArrayOfPtr<const Mesh, KV_NO>& m
         const bool ours = dynamicSolidMeshIds.count(covered.index) > 0;
         if (slot != nullptr && !slot->isFluid() && !ours) return;  // walls, static obstacles, drains
         if (!ours) {
-            if (slot != nullptr) releaseCell(slot);
+            if (slot != nullptr) removeCoveredLiquid(slot);
             LBM_SolidCell3<float>* solid = acquireSolidCell();
             solid->setGridMonoindex(covered.index);
             slot = solid;
