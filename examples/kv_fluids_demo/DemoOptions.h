@@ -9,7 +9,10 @@ namespace kelvar::demo {
 constexpr unsigned int kFramesPerSecond = 20;
 
 // The scenes the demo can build.
-enum class SceneKind { DamBreak, Pour };
+// DamBreak: a column collapses; Pour: a spout fills a draining tank;
+// Obstacle: the dam break hits a box on the tank floor; Paddle: a paddle
+// sweeps through a layer of still water.
+enum class SceneKind { DamBreak, Pour, Obstacle, Paddle };
 
 // What the command line asks for. Defaults are the embedded dam break.
 struct DemoOptions {
@@ -20,6 +23,7 @@ struct DemoOptions {
     SceneKind scene = SceneKind::DamBreak;
     std::string emitterPath;  // empty: the scene's own liquid source
     std::string sinkPath;     // empty: the scene's own drain (pour) or none
+    std::vector<std::string> obstaclePaths;  // static obstacle meshes
     unsigned int checkpointEvery = 0;  // frames between checkpoints; 0: none
     std::string resumePath;            // empty: start from the scene's first frame
     int proxyQuality = -1;             // 0..4: a proxy file per frame; -1: none

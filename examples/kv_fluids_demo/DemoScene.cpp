@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "kv_fluids_dyn/domain/FrictionData.h"
 #include "kv_geometry/MeshIO.h"
 #include "kv_geometry/MeshPrimitives.h"
 
@@ -32,8 +33,19 @@ const Box3<float> kSpout({-0.8f, 0.15f, -0.1f}, {-0.6f, 0.3f, 0.1f});
 const Vector3<float> kSpoutVelocity(1.0f, -0.5f, 0.0f);
 const Box3<float> kDrain({0.6f, -0.5f, -0.15f}, {0.9f, -0.4f, 0.15f});
 
+// Obstacle: a box on the floor in the dam break's way.
+const Box3<float> kFloorBox({0.2f, -0.5f, -0.2f}, {0.5f, -0.25f, 0.2f});
+// Paddle: still water 0.4 m deep, and a plate across the tank sweeping
+// along +x from x = -0.8 at 0.5 m/s.
+const Box3<float> kStillWater({-1.0f, -0.5f, -0.5f}, {1.0f, -0.1f, 0.5f});
+const Box3<float> kPaddleStart({-0.8f, -0.45f, -0.45f}, {-0.75f, 0.1f, 0.45f});
+const Vector3<float> kPaddleVelocity(0.5f, 0.0f, 0.0f);
+// Every obstacle is no-slip.
+constexpr float kObstacleFriction = 1.0f;
+
 constexpr unsigned short kSourceId = 1;
 constexpr uint32_t kDrainId = 1;
+constexpr uint32_t kFirstObstacleId = 10;
 // Marker particles start half a sub-cell off the regular pattern at most.
 constexpr float kJitter = 0.5f;
 
@@ -66,14 +78,23 @@ bool readSceneMesh(const std::string& path, const char* role, Mesh& mesh, std::s
 
 bool DemoScene::create(const DemoOptions& options, DemoScene& scene, std::string& error) {
     scene.kind = options.scene;
-    if (scene.kind == SceneKind::DamBreak) {
-        scene.sourceBox = kDamColumn;
-        scene.drain.clear();
-    } else {
+    scene.drain.clear();
+    scene.obstacles.clear();
+    scene.paddle = scene.kind == SceneKind::Paddle;
+    if (scene.kind == SceneKind::Pour) {
         scene.sourceBox = kSpout;
         scene.sourceVelocity = kSpoutVelocity;
         scene.drain = makeBoxMesh(kDrain);
+    } else {
+        scene.sourceBox = scene.kind == SceneKind::Paddle ? kStillWater : kDamColumn;
     }
+    if (scene.kind == SceneKind::Obstacle) scene.obstacles.push_back(makeBoxMesh(kFloorBox));
+    for (const std::string& path : options.obstaclePaths) {
+        Mesh obstacle;
+        if (!readSceneMesh(path, "obstacle", obstacle, error)) return false;
+        scene.obstacles.push_back(obstacle);
+    }
+    for (std::size_t n = 0; n < scene.obstacles.size(); ++n) scene.obstacles[n].setId(kFirstObstacleId + uint32_t(n));
     if (!options.emitterPath.empty() && !readSceneMesh(options.emitterPath, "emitter", scene.source, error))
         return false;
     if (!options.sinkPath.empty() && !readSceneMesh(options.sinkPath, "sink", scene.drain, error)) return false;
@@ -96,11 +117,57 @@ void DemoScene::build(MAC_LBM_Fluid3& fluid, unsigned int requestedCells) {
     fluid.setDomainBoundaryCells();
     if (source.triangleCount() == 0) source = makeBoxMesh(fittedToCellCentres(fluid, sourceBox));
     if (drain.triangleCount() > 0) fluid.setSinkCells(drain, true);
-    if (kind == SceneKind::DamBreak) fluid.setFluidCells(source, sourceVelocity, kJitter, 0, kSourceId);
+    if (kind != SceneKind::Pour) fluid.setFluidCells(source, sourceVelocity, kJitter, 0, kSourceId);
+    if (obstacles.empty()) return;
+    ArrayOfPtr<const Mesh, KV_NO> meshes;
+    Array<fluid::FrictionData> friction;
+    for (const Mesh& obstacle : obstacles) {
+        meshes.push_back(&obstacle);
+        friction.push_back(fluid::FrictionData());
+        friction[friction.size() - 1].set(kObstacleFriction);
+    }
+    fluid.setStaticSolidCells(meshes, friction);
 }
 
 void DemoScene::beforeFrame(MAC_LBM_Fluid3& fluid, unsigned int frame) const {
     if (kind == SceneKind::Pour) fluid.setFluidCells(source, sourceVelocity, kJitter, int(frame), kSourceId);
+    if (!paddle) return;
+    const Mesh moved = paddleAt(frame);
+    fluid::FrictionData grip;
+    grip.set(kObstacleFriction);
+    fluid.setDynamicSolidCells({&moved}, {grip});
+}
+
+const char* DemoScene::name() const {
+    switch (kind) {
+        case SceneKind::Pour: return "pour";
+        case SceneKind::Obstacle: return "dam break against an obstacle";
+        case SceneKind::Paddle: return "paddle";
+        default: return "dam break";
+    }
+}
+
+unsigned int DemoScene::obstacleCount() const { return unsigned(obstacles.size()) + (paddle ? 1u : 0u); }
+
+Mesh DemoScene::paddleAt(unsigned int frame) const {
+    const Vector3<float> shift = kPaddleVelocity * (float(frame) / float(kFramesPerSecond));
+    Mesh plate = makeBoxMesh(Box3<float>(kPaddleStart.min + shift, kPaddleStart.max + shift));
+    plate.setId(kFirstObstacleId + uint32_t(obstacles.size()));
+    MeshAttribute* velocity = plate.addAttribute(Mesh::kVelocity, MeshAttributeDomain::Vertex, 3, false);
+    for (uint32_t v = 0; v < plate.vertexCount(); ++v) {
+        velocity->floats[3 * v] = kPaddleVelocity.x;
+        velocity->floats[3 * v + 1] = kPaddleVelocity.y;
+        velocity->floats[3 * v + 2] = kPaddleVelocity.z;
+    }
+    return plate;
+}
+
+Mesh DemoScene::fixtures(unsigned int frame) const {
+    Mesh all;
+    all.addMesh(drain);
+    for (const Mesh& obstacle : obstacles) all.addMesh(obstacle);
+    if (paddle) all.addMesh(paddleAt(frame));
+    return all;
 }
 
 }  // namespace kelvar::demo

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "DemoOptions.h"
 #include "kv_fluids_dyn/domain/MAC_LBM_Fluid3.h"
@@ -25,15 +26,21 @@ public:
     // Sets the fluid's parameters, size and resolution, walls the tank and
     // places the initial liquid and the drain.
     void build(fluid::MAC_LBM_Fluid3& fluid, unsigned int requestedCells);
-    // Adds the liquid of one frame's pouring, if the scene pours.
+    // Adds the liquid of one frame's pouring, if the scene pours, and moves
+    // the paddle to where it is at the frame's end, if the scene has one.
     void beforeFrame(fluid::MAC_LBM_Fluid3& fluid, unsigned int frame) const;
+
+    // The obstacles, static ones first, then the paddle at `frame`: what
+    // the force report names and the preview draws.
+    unsigned int obstacleCount() const;
+    Mesh fixtures(unsigned int frame) const;
 
     // Whether liquid enters or leaves during the run (pouring or a drain),
     // so that its mass is not expected to stay constant.
     bool exchangesLiquid() const { return kind == SceneKind::Pour || drain.triangleCount() > 0; }
     // The drain mesh, empty when the scene has none.
     const Mesh& getDrain() const { return drain; }
-    const char* name() const { return kind == SceneKind::DamBreak ? "dam break" : "pour"; }
+    const char* name() const;
 
 private:
     SceneKind kind = SceneKind::DamBreak;
@@ -43,6 +50,10 @@ private:
     Mesh source;
     Vector3<float> sourceVelocity;
     Mesh drain;  // empty: no sink
+    std::vector<Mesh> obstacles;  // static, world units
+    bool paddle = false;
+
+    Mesh paddleAt(unsigned int frame) const;
 };
 
 }  // namespace kelvar::demo

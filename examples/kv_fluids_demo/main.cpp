@@ -48,13 +48,15 @@ unsigned int subStepsRun(float accumulatorBefore, float frameTime, float accumul
 FrameReport advanceFrame(const DemoScene& scene, fluid::MAC_LBM_Fluid3& fluid, fluid::MAC_LBM_Solver3& solver,
                          unsigned int frame) {
     const float frameTime = 1.0f / float(kFramesPerSecond);
+    // preSolve first: what the scene removes (liquid a paddle covers) is then
+    // owed to the liquid in this frame's sub-steps.
+    solver.preSolve();
     scene.beforeFrame(fluid, frame);
     // Cells made since the last frame start without force: apply gravity to all.
     fluid.setAcceleration(Vector3<float>(0.0f, -DemoScene::kGravity, 0.0f));
     const uint32_t cellsBefore = fluid.getLiquidCellCount();
     const float accumulator = fluid.getSolverContext().getTimeAccumulator();
     const Clock::time_point start = Clock::now();
-    solver.preSolve();
     solver.solve(frameTime);
     solver.postSolve();
     const double seconds = secondsSince(start);
@@ -66,6 +68,18 @@ FrameReport advanceFrame(const DemoScene& scene, fluid::MAC_LBM_Fluid3& fluid, f
                                   fluid.getSolverContext().getDt());
     report.mlups = seconds > 0.0 ? double(cellsBefore) * report.subSteps / seconds * 1e-6 : 0.0;
     return report;
+}
+
+// The mean force on each obstacle over the frame, in newtons.
+void printObstacleForces(const fluid::MAC_LBM_Fluid3& fluid, unsigned int count) {
+    if (count == 0) return;
+    Array<Vector3<float>> momentum;
+    fluid.computeMomentum(momentum);
+    const float frameTime = 1.0f / float(kFramesPerSecond);
+    std::printf("  obstacle forces (N):");
+    for (const Vector3<float>& p : momentum)
+        std::printf(" (%.2f, %.2f, %.2f)", p.x / frameTime, p.y / frameTime, p.z / frameTime);
+    std::printf("\n");
 }
 
 // The liquid's mass at both ends of the run and, where it should have stayed
@@ -122,7 +136,8 @@ int run(const DemoOptions& options) {
         report.liquidMass = census.mass;
         // The cells changed: have the VOF field rebuilt for this frame.
         fluid.refDirtyFlags().set(fluid::MAC_LBM_Fluid3::VOF_DIRTY);
-        if (!writeFrameFiles(extractSurface(fluid), scene.getDrain(), tank, options.output, frame, error) ||
+        printObstacleForces(fluid, scene.obstacleCount());
+        if (!writeFrameFiles(extractSurface(fluid), scene.fixtures(frame), tank, options.output, frame, error) ||
             !writeFrameState(fluid, options.output, frame, options.checkpointEvery, options.proxyQuality, error)) {
             progress.finish();
             std::fprintf(stderr, "%s: %s\n", kProgram, error.c_str());

@@ -10,7 +10,7 @@ TEST(DemoOptions, EveryOptionInBothForms) {
     std::string error;
     ASSERT_TRUE(parseDemoOptions({"--resolution", "5000", "--frames=3", "--threads", "4", "--output=out dir", "--scene",
                                   "pour", "--emitter", "e.obj", "--sink=s.stl", "--checkpoint-every", "5",
-                                  "--resume=c.kvc", "--proxy", "0", "-h"},
+                                  "--resume=c.kvc", "--proxy", "0", "--obstacle", "a.obj", "--obstacle=b.stl", "-h"},
                                  options, error))
         << error;
     EXPECT_EQ(options.resolution, 5000u);
@@ -23,6 +23,7 @@ TEST(DemoOptions, EveryOptionInBothForms) {
     EXPECT_EQ(options.checkpointEvery, 5u);
     EXPECT_EQ(options.resumePath, "c.kvc");
     EXPECT_EQ(options.proxyQuality, 0);
+    EXPECT_EQ(options.obstaclePaths, (std::vector<std::string>{"a.obj", "b.stl"}));
     EXPECT_TRUE(options.help);
 }
 
@@ -39,7 +40,7 @@ TEST(DemoOptions, BadInputNamesTheProblem) {
         {{"--frames", "-3"}, "invalid value '-3' for --frames"},
         {{"--resolution", "99999999999999999999"}, "invalid value '99999999999999999999' for --resolution"},
         {{"--threads", "257"}, "invalid value '257' for --threads"},
-        {{"--scene", "flood"}, "invalid value 'flood' for --scene: expected dam-break or pour"},
+        {{"--scene", "flood"}, "invalid value 'flood' for --scene: expected dam-break, pour, obstacle or paddle"},
         {{"--output="}, "invalid value '' for --output"},
         {{"--proxy", "5"}, "invalid value '5' for --proxy"},
         {{"--checkpoint-every", "0"}, "invalid value '0' for --checkpoint-every"},

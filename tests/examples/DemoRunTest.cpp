@@ -115,6 +115,27 @@ TEST_F(DemoRun, CheckpointsProxiesAndResume) {
     EXPECT_EQ(badName.exitCode, 2);
 }
 
+// The obstacle scenes run and report a force per obstacle and frame; an
+// obstacle read from a file joins the dam break.
+TEST_F(DemoRun, ObstacleScenesReportTheirForces) {
+    for (const char* scene : {"obstacle", "paddle"}) {
+        const RunResult run = runDemo(std::string("--scene ") + scene + " --resolution 6000 --frames 2 --threads 2 " +
+                                      "--output " + quoted(folder / scene));
+        ASSERT_EQ(run.exitCode, 0) << run.output;
+        EXPECT_NE(run.output.find("obstacle forces (N): ("), std::string::npos) << run.output;
+        EXPECT_TRUE(fs::exists(folder / scene / "frame_0002.png")) << scene;
+    }
+    std::string error;
+    ASSERT_TRUE(writeMesh((folder / "rock.obj").string(),
+                          makeBoxMesh(Box3<float>({0.0f, -0.5f, -0.1f}, {0.2f, -0.3f, 0.1f})), error));
+    const RunResult withFile = runDemo("--resolution 6000 --frames 1 --obstacle " + quoted(folder / "rock.obj") +
+                                       " --output " + quoted(folder / "rock"));
+    ASSERT_EQ(withFile.exitCode, 0) << withFile.output;
+    EXPECT_NE(withFile.output.find("obstacle forces (N): ("), std::string::npos) << withFile.output;
+    const RunResult missing = runDemo("--frames 1 --obstacle " + quoted(folder / "none.obj"));
+    EXPECT_EQ(missing.exitCode, 2);
+}
+
 TEST_F(DemoRun, PourWithMeshesFromFiles) {
     std::string error;
     ASSERT_TRUE(writeMesh((folder / "spout.obj").string(),
