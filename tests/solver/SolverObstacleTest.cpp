@@ -139,12 +139,19 @@ struct PaddleRun : WalledScene<> {
             solver.preSolve();
             fluid.setDynamicSolidCells({&paddle}, {grip});
             if (frame == 0) firstCells = fluid.getDynamicSolidMeshIds().size();
+            // Pooled cells come back with the type they were released with:
+            // every moving obstacle cell must be a solid where it stands.
+            for (const auto& [index, mesh] : fluid.getDynamicSolidMeshIds()) {
+                const LBM_Cell3<float>* cell = fluid.getGrid().at(index);
+                misplaced += cell == nullptr || !cell->isSolid() || cell->getGridMonoindex() != index;
+            }
             for (unsigned s = 0; s < kSubStepsPerFrame; ++s) solver.solve(fluid.getSolverContext().getDt());
             solver.postSolve();
         }
     }
     std::size_t firstCells = 0;
     double startDensity = 0.0;
+    unsigned misplaced = 0;
 };
 
 // The liquid starts moving the paddle's way, what it overtakes goes without
@@ -154,10 +161,16 @@ TEST(SolverObstacle, AMovingPaddlePushesTheLiquid) {
     PaddleRun run(2);
     const MAC_LBM_Fluid3& fluid = run.fluid;
     EXPECT_EQ(fluid.getDynamicSolidMeshIds().size(), run.firstCells) << "the cells left behind were given back";
+    EXPECT_EQ(run.misplaced, 0u);
     double momentum = 0.0;
     for (const LBM_Cell3<float>* c : fluid.getGrid().getCells())
         if (c != nullptr && c->isFluid()) momentum += c->getVelocity().x;
     EXPECT_GT(momentum, 0.0);
+    // The liquid holds the paddle back.
+    Array<Vector3<float>> force;
+    fluid.computeMomentum(force);
+    ASSERT_EQ(force.size(), 1u);
+    EXPECT_LT(force[0].x, 0.0f);
     EXPECT_TRUE(liquidStats(fluid).finite);
     const uint32_t first = fluid.getDynamicSolidMeshIds().begin()->first;
     EXPECT_NEAR(fluid.getGrid().at(first)->getVelocity().x, PaddleRun::kLatticeSpeed, 1e-6f);

@@ -9,6 +9,7 @@
 #include "kv_fluids_dyn/domain/MAC_LBM_Fluid3.h"
 #include "kv_fluids_dyn/domain/internal/FrictionEvaluator.h"
 #include "kv_fluids_dyn/domain/internal/GridVoxelization.h"
+#include "kv_fluids_dyn/lattice/LBM_CellType.h"
 #include "kv_fluids_dyn/lattice/LBM_Q19_Constants.h"
 #include "kv_geometry/MeshVoxelizer3.h"
 #include "kv_geometry/detail/FacePlanes.h"
@@ -136,7 +137,9 @@ void MAC_LBM_Fluid3::setStaticSolidCells(const ArrayOfPtr<const Mesh, KV_NO>& me
         LBM_Cell3<float>*& slot = grid.refCells()[covered.index];
         if (slot != nullptr && !slot->isFluid()) return;
         if (slot != nullptr) removeCoveredLiquid(slot);
+        // A pooled cell comes back as it was released, type and all.
         LBM_SolidCell3<float>* solid = acquireSolidCell();
+        solid->setType(LBM_CELL_SOLID);
         solid->setVelocity(Vector3<float>());
         solid->setGridMonoindex(covered.index);
         solid->setWallFactor(covered.wallFactor);
@@ -160,6 +163,7 @@ void MAC_LBM_Fluid3::setDynamicSolidCells(const ArrayOfPtr<const Mesh, KV_NO>& m
         if (!ours) {
             if (slot != nullptr) removeCoveredLiquid(slot);
             LBM_SolidCell3<float>* solid = acquireSolidCell();
+            solid->setType(LBM_CELL_SOLID);
             solid->setGridMonoindex(covered.index);
             slot = solid;
         }

@@ -498,12 +498,15 @@ void MAC_LBM_Fluid3::commitCheckpoint(const Body& body, const bool& particlesOnl
         for (unsigned int n = 0; n < c.length; ++n) {
             LBM_Cell3<float>* made = nullptr;
             if (c.type == LBM_CELL_SOLID) {
+                // Pooled cells come back as they were released, type and all.
                 LBM_SolidCell3<float>* solid = acquireSolidCell();
+                solid->setType(LBM_CELL_SOLID);
                 solid->setWallFactor(c.wallFactor);
                 solid->setFlags(c.flags);
                 made = solid;
             } else {
                 LBM_SinkCell3<float>* sink = acquireSinkCell();
+                sink->setType(LBM_CELL_SINK);
                 sink->setSinkId(c.sinkId);
                 sink->setFlags(0);
                 made = sink;
