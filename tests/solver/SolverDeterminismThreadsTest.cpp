@@ -18,10 +18,13 @@ namespace {
 
 // A column of liquid collapsing in a 12^3 box, with a sink on the floor next
 // to it, so that particles are re-seeded and deleted and cells created,
-// emptied and converted along the way.
-uint64_t runDamBreak(unsigned threads, unsigned subSteps) {
+// emptied and converted along the way. With `conserveMass` the sink drains
+// and the liquid's mass is kept, which moves mass between neighbours.
+uint64_t runDamBreak(unsigned threads, unsigned subSteps, bool conserveMass = false) {
     WalledScene<> scene(12 * 12 * 12, threads);
     SceneFluid& fluid = scene.fluid;
+    fluid.setConserveMass(conserveMass);
+    fluid.setSinksDrain(conserveMass);
     fillBlock(fluid, {1, 1, 1}, {5, 8, 11}, latticeGravity(fluid));
     placeCell(fluid, fluid.acquireSinkCell(), 5, 1, 5);
     const uint32_t particles = fluid.get_MAC_ParticleSystem().getParticlesCount();
@@ -40,6 +43,13 @@ TEST(SolverDeterminism, SameStateWithOneAndTwoThreadsAndFromRunToRun) {
     EXPECT_EQ(dual, dualAgain);
     // Three workers leave the last one a larger range than the others.
     EXPECT_EQ(single, runDamBreak(3, 100));
+}
+
+TEST(SolverDeterminism, KeepingTheMassIsTheSameOnAnyThreadCount) {
+    const uint64_t single = runDamBreak(1, 100, true);
+    EXPECT_EQ(single, runDamBreak(2, 100, true));
+    EXPECT_EQ(single, runDamBreak(3, 100, true));
+    EXPECT_NE(single, runDamBreak(1, 100, false));
 }
 
 }  // namespace

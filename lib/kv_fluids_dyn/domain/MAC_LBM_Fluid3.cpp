@@ -39,7 +39,8 @@ MAC_LBM_Fluid3::MAC_LBM_Fluid3(const MAC_LBM_Fluid3& other)
       solverContext(other.solverContext),
       dirtyFlags(other.dirtyFlags),
       exactCheckpoints(other.exactCheckpoints),
-      sinksDrain(other.sinksDrain) {
+      sinksDrain(other.sinksDrain),
+      conserveMass(other.conserveMass) {
     // Assignment takes the counters and the particle index only; copy
     // construction would share the source's particle chunks.
     particles = other.particles;
@@ -62,6 +63,7 @@ MAC_LBM_Fluid3& MAC_LBM_Fluid3::operator=(const MAC_LBM_Fluid3& other) {
     dirtyFlags = other.dirtyFlags;
     exactCheckpoints = other.exactCheckpoints;
     sinksDrain = other.sinksDrain;
+    conserveMass = other.conserveMass;
     return *this;
 }
 
@@ -122,6 +124,16 @@ void MAC_LBM_Fluid3::releaseCell(LBM_Cell3<float>* const cell) {
         cell->setType(LBM_CELL_NONE);
         solidPool.release(static_cast<LBM_SolidCell3<float>*>(cell));
     }
+}
+
+double MAC_LBM_Fluid3::computeLiquidMass() const {
+    double mass = 0.0;
+    for (const LBM_Cell3<float>* cell : getGrid().getCells()) {
+        if (cell == nullptr || !cell->isFluid()) continue;
+        const LBM_Q19_MAC_Cell3F* liquid = static_cast<const LBM_Q19_MAC_Cell3F*>(cell);
+        mass += cell->getType() == LBM_CELL_FLUID ? liquid->getDensity() : liquid->getMass();
+    }
+    return mass * static_cast<double>(solverContext.getCellMass());
 }
 
 bool MAC_LBM_Fluid3::areCellsEqual(const LBM_Cell3<float>* a, const LBM_Cell3<float>* b) const {

@@ -107,6 +107,23 @@ public:
     void setSinksDrain(const bool& drain) { sinksDrain = drain; }
     const bool& getSinksDrain() const { return sinksDrain; }
     float getDrainedMass() const { return solverContext.getDrainedDensity() * solverContext.getCellMass(); }
+    // Off by default. When on, the solver keeps the liquid's mass (the
+    // density of full cells plus the mass of interface cells) instead of
+    // its density sum: the mass exchange is not clipped to one cell's worth,
+    // relabelling hands the mass of a cell that empties and the excess or
+    // shortfall of one that fills to its interface neighbours, cells turned
+    // into interface cells start with their density as mass, and what is
+    // left over (cells with no liquid neighbour, the speed limiter) is
+    // spread over the interface cells within the same sub-step. Only
+    // drains and obstacles then change the liquid's mass.
+    void setConserveMass(const bool& conserve) { conserveMass = conserve; }
+    const bool& getConserveMass() const { return conserveMass; }
+    // The liquid's mass in world units (kg for a density in kg/m^3): the
+    // density of every full cell plus the mass of every interface cell,
+    // summed in double precision in grid order. A full cell's own mass
+    // field is only refreshed when it changes type, so its density is what
+    // it holds.
+    double computeLiquidMass() const;
     bool createFromCheckPoint(const KV_String& path) override;
     RestoreError restoreFromCheckPoint(const KV_String& path);
     RestoreError restoreFromCheckPoint(FileStream& stream);
@@ -356,6 +373,7 @@ private:
     MutexShort liquidPoolMutex;
     bool exactCheckpoints = false;
     bool sinksDrain = false;
+    bool conserveMass = false;
 };
 
 }  // namespace kelvar::fluid

@@ -24,6 +24,11 @@
 // Emptying loses density, creating gains it; the density sum after the step
 // books the difference into the fluid's lostMass, which the last pass hands
 // back to the liquid a share at a time.
+//
+// A fluid that conserves mass keeps the liquid's mass instead (the density
+// of full cells plus the mass of interface cells): relabelling hands what
+// changing cells hold to their neighbours, and the rest of the balance goes
+// back into the density of the full cells at once.
 
 #include "kv_fluids_dyn/solver/MAC_LBM_Solver3.h"
 
@@ -38,6 +43,7 @@
 #include "kv_fluids_dyn/lattice/LBM_Q19_Cell3StreamIndices.h"
 #include "kv_fluids_dyn/solver/internal/CollisionPass.h"
 #include "kv_fluids_dyn/solver/internal/DensitySums.h"
+#include "kv_fluids_dyn/solver/internal/MassBalance.h"
 #include "kv_fluids_dyn/solver/internal/ObstacleMomentumPass.h"
 #include "kv_fluids_dyn/solver/internal/SolverRandom.h"
 #include "kv_fluids_dyn/solver/internal/SolverWorkspace.h"
@@ -159,14 +165,19 @@ void MAC_LBM_Solver3::solve(const float& dt) {
 void MAC_LBM_Solver3::subStep(MAC_LBM_Fluid3& fluid) {
     using P = SolverPassTimes;
     MAC_LBM_SolverContext3& context = fluid.refSolverContext();
-    float rhoBefore;
+    const bool conserveMass = fluid.getConserveMass();
+    float rhoBefore = 0.0f;
+    double massBefore = 0.0;
     {
         PassClock clock(passTimes, P::CellArrays);
         work->cellLists.run(fluid, threads);
         // The liquid list holds exactly the fluid and interface cells in grid
         // order, so this is computeRhoAndMass's density sum without a second
         // walk over the grid.
-        rhoBefore = liquidDensitySum(fluid.getArrLiquidCells());
+        if (conserveMass)
+            massBefore = liquidMassSum(fluid.getArrLiquidCells());
+        else
+            rhoBefore = liquidDensitySum(fluid.getArrLiquidCells());
     }
     {
         PassClock clock(passTimes, P::Epsilon);
@@ -182,7 +193,10 @@ void MAC_LBM_Solver3::subStep(MAC_LBM_Fluid3& fluid) {
     }
     {
         PassClock clock(passTimes, P::MassExchange);
-        work->interface.massExchange(fluid, threads);
+        if (conserveMass)
+            work->keptExchange.run(fluid, threads);
+        else
+            work->interface.massExchange(fluid, threads);
     }
     {
         PassClock clock(passTimes, P::Collision);
@@ -197,6 +211,11 @@ void MAC_LBM_Solver3::subStep(MAC_LBM_Fluid3& fluid) {
         // No solid has changed since streaming listed the wall cells.
         PassClock clock(passTimes, P::Label);
         work->relabel.run(fluid, work->stream.wallCells(), MAC_LBM_Fluid3::SolverKey(), threads);
+    }
+    if (conserveMass) {
+        balanceMass(fluid, massBefore);
+        if (passTimes != nullptr) ++passTimes->subSteps;
+        return;
     }
     float rhoAfter;
     {
@@ -217,6 +236,31 @@ void MAC_LBM_Solver3::subStep(MAC_LBM_Fluid3& fluid) {
         work->distribute.run(fluid, rhoAfter, context, fluid.getSinksDrain(), threads);
     }
     if (passTimes != nullptr) ++passTimes->subSteps;
+}
+
+// The bookkeeping of a sub-step that keeps the liquid's mass rather than its
+// density sum: what relabelling could not hand to neighbours, what the
+// exchange clipped and the speed limiter changed are given back to the full
+// cells at once; what drained (cells emptied next to a drain, and what the
+// exchange clipped there) has left for good.
+void MAC_LBM_Solver3::balanceMass(MAC_LBM_Fluid3& fluid, const double& massBefore) {
+    using P = SolverPassTimes;
+    MAC_LBM_SolverContext3& context = fluid.refSolverContext();
+    double massAfter;
+    {
+        PassClock clock(passTimes, P::DensityAfter);
+        massAfter = liquidMassSumAfterRelabel(fluid.getArrLiquidCells(), work->relabel.createdCells());
+    }
+    PassClock clock(passTimes, P::Distribute);
+    double lost = massBefore - massAfter + double(context.getAddedMass()) + double(context.getLostMass());
+    if (fluid.getSinksDrain()) {
+        const double drained = work->keptExchange.drained() + double(work->relabel.drainedDensity());
+        lost -= drained;
+        context.setDrainedDensity(static_cast<float>(double(context.getDrainedDensity()) + drained));
+    }
+    context.setLostMass(static_cast<float>(lost));
+    context.setAddedMass(0.0f);
+    work->handBack.run(fluid, context, threads);
 }
 
 void MAC_LBM_Solver3::preSolve() {

@@ -7,6 +7,7 @@
 #include "kv_fluids_dyn/lattice/LBM_MAC_Cell3Flags.h"
 #include "kv_fluids_dyn/parallel/RunParallel.h"
 #include "kv_fluids_dyn/solver/internal/GridNeighbourhood.h"
+#include "kv_fluids_dyn/solver/internal/MassBalance.h"
 #include "kv_fluids_dyn/solver/internal/VelocitySampler.h"
 
 namespace kelvar::fluid {
@@ -41,6 +42,7 @@ Vector3<float> neighbourForce(const MAC_LBM_Fluid3::NeighborArray& neighbours) {
 
 void RelabelPass::run(MAC_LBM_Fluid3& fluid, const LiquidCells& wallCells, const MAC_LBM_Fluid3::SolverKey& key,
                       const unsigned int& threads) {
+    conserving = fluid.getConserveMass();
     clearStepFlags(fluid, threads);
     binParticles(fluid, threads);
     createCellsForParticles(fluid, key, threads);
@@ -73,11 +75,14 @@ void RelabelPass::clearStepFlags(MAC_LBM_Fluid3& fluid, const unsigned int& thre
 }
 
 // Turns the recorded full cells that are still full into interface cells,
-// in worker order, and appends them to the surface cells.
+// in worker order, and appends them to the surface cells. A full cell's
+// mass field is not kept up to date while it is full; when mass is
+// conserved it starts its life as an interface cell with its density.
 void RelabelPass::convertToInterface(const uint32_t& workers) {
     Scratch* const perThread = perWorker.forWorkers(workers);
     forEachInWorkerOrder(perThread, workers, &Scratch::toInterface, [this](LBM_Q19_MAC_Cell3F* cell) {
         if (cell->getType() != LBM_CELL_FLUID) return;
+        if (conserving) cell->setMass(cell->getDensity());
         cell->setType(LBM_CELL_INTERFACE);
         surfaceCells.push_back(cell);
     });
@@ -170,6 +175,7 @@ void RelabelPass::emptyCellsWithoutParticles(MAC_LBM_Fluid3& fluid, const MAC_LB
     for (uint32_t t = 0; t < workers; ++t) {
         perThread[t].emptied.clear();
         perThread[t].emptiedAtSink.clear();
+        perThread[t].emptiedMass.clear();
         perThread[t].toInterface.clear();
     }
     const bool drains = fluid.getSinksDrain();
@@ -187,16 +193,20 @@ void RelabelPass::emptyCellsWithoutParticles(MAC_LBM_Fluid3& fluid, const MAC_LB
                 if (isFull(n)) mine.toInterface.push_back(static_cast<LBM_Q19_MAC_Cell3F*>(n));
                 atSink = atSink || (n != nullptr && n->isSink());
             }
-            if (drains && atSink) mine.emptiedAtSink.push_back(cell);
+            const bool drainsHere = drains && atSink;
+            if (drainsHere) mine.emptiedAtSink.push_back(cell);
+            if (conserving) mine.emptiedMass.push_back(drainsHere ? 0.0f : heldMass(*cell));
         },
         threads);
 
     // Summed in list order before the cells go back to the pool, so the
-    // total does not depend on the thread count.
+    // total does not depend on the thread count. It is the mass that leaves
+    // when mass is conserved, the density otherwise.
     drained = 0.0f;
     if (drains) {
         mergeInWorkerOrder(emptiedAtSink, perThread, workers, &Scratch::emptiedAtSink);
-        for (const LBM_Q19_MAC_Cell3F* cell : emptiedAtSink) drained += cell->getDensity();
+        for (const LBM_Q19_MAC_Cell3F* cell : emptiedAtSink)
+            drained += conserving ? heldMass(*cell) : cell->getDensity();
     }
 
     // releaseCell gives the cell the type NONE and returns it to the pool,
@@ -207,6 +217,22 @@ void RelabelPass::emptyCellsWithoutParticles(MAC_LBM_Fluid3& fluid, const MAC_LB
         fluid.releaseCell(key, cell);
     });
     convertToInterface(workers);
+    if (conserving) shareEmptiedMass(grid, workers);
+}
+
+// The mass of each emptied cell goes to the interface cells around it,
+// which now include its former full neighbours; one with none around it
+// leaves its mass to the sub-step's hand-back.
+void RelabelPass::shareEmptiedMass(const GridNeighbourhood& grid, const uint32_t& workers) {
+    Scratch* const perThread = perWorker.forWorkers(workers);
+    AllNeighbours& neighbours = perThread[0].neighbours;
+    for (uint32_t t = 0; t < workers; ++t) {
+        const Scratch& mine = perThread[t];
+        for (uint32_t n = 0; n < mine.emptied.size(); ++n)
+            if (mine.emptiedMass[n] != 0.0f)
+                shareWithInterfaceNeighbours(grid, mine.emptied[n]->getGridMonoindex(), mine.emptiedMass[n],
+                                             neighbours);
+    }
 }
 
 void RelabelPass::convertSinkNeighbours(MAC_LBM_Fluid3& fluid, const unsigned int& threads) {
@@ -255,11 +281,22 @@ void RelabelPass::fillSurroundedCells(MAC_LBM_Fluid3& fluid, const unsigned int&
         },
         threads);
 
-    forEachInWorkerOrder(perThread, workers, &Scratch::filled, [](LBM_Q19_MAC_Cell3F* cell) {
+    filled.clear();
+    fillExcess.clear();
+    forEachInWorkerOrder(perThread, workers, &Scratch::filled, [this](LBM_Q19_MAC_Cell3F* cell) {
+        if (conserving) {
+            filled.push_back(cell);
+            fillExcess.push_back(heldMass(*cell) - cell->getDensity());
+        }
         cell->setType(LBM_CELL_FLUID);
         cell->setMass(cell->getDensity());
         cell->setEpsilon(1.0f);
     });
+    // A full cell holds its density: what it held beyond that goes to the
+    // interface cells around it, and what it lacked is taken from them.
+    for (uint32_t n = 0; n < filled.size(); ++n)
+        if (fillExcess[n] != 0.0f)
+            shareWithInterfaceNeighbours(grid, filled[n]->getGridMonoindex(), fillExcess[n], perThread[0].neighbours);
 }
 
 void RelabelPass::markFluidNeighbours(MAC_LBM_Fluid3& fluid, const LiquidCells& wallCells,

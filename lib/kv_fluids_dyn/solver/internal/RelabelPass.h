@@ -2,6 +2,7 @@
 
 #include "kv_basic/Array.h"
 #include "kv_fluids_dyn/domain/MAC_LBM_Fluid3.h"
+#include "kv_fluids_dyn/solver/internal/GridNeighbourhood.h"
 #include "kv_fluids_dyn/solver/internal/PerWorker.h"
 #include "kv_fluids_dyn/solver/internal/SolverTypes.h"
 
@@ -28,12 +29,18 @@ namespace kelvar::fluid {
 // appeared become full, and keeps the surface flags true for the whole
 // surface.
 //
+// When the fluid conserves mass, cells that change type hand what they hold
+// to their interface neighbours: an emptied cell its mass (unless it drains),
+// a filled cell the difference between its mass and its density; a full
+// cell turned into an interface cell takes its density as mass.
+//
 // Input: the fluid's grid, its four cell lists as rebuilt at the start of
 // the sub-step, its particles, and `wallCells`: the liquid-list cells with a
 // solid neighbour, for solids as they are now (StreamPass::wallCells()).
 // Output: the grid and the cells relabelled, particles in sinks removed,
 // createdCells(), the cells made in step 5 in grid order, and, when the
-// fluid's sinks drain, drainedDensity().
+// fluid's sinks drain, drainedDensity() (the mass drained when mass is
+// conserved).
 class RelabelPass {
 public:
     void run(MAC_LBM_Fluid3& fluid, const LiquidCells& wallCells, const MAC_LBM_Fluid3::SolverKey& key,
@@ -56,6 +63,7 @@ private:
         Array<unsigned int> sunkIds;
         LiquidCells emptied;
         LiquidCells emptiedAtSink;
+        Array<float> emptiedMass;  // per emptied cell, what it hands on
         LiquidCells toInterface;
         LiquidCells filled;
     };
@@ -69,6 +77,7 @@ private:
     void fillSurroundedCells(MAC_LBM_Fluid3& fluid, const unsigned int& threads);
     void markFluidNeighbours(MAC_LBM_Fluid3& fluid, const LiquidCells& wallCells, const unsigned int& threads);
     void convertToInterface(const uint32_t& workers);
+    void shareEmptiedMass(const GridNeighbourhood& grid, const uint32_t& workers);
 
     PerWorker<Scratch> perWorker;
     Array<unsigned int> sites;
@@ -76,7 +85,10 @@ private:
     LiquidCells newCells;
     LiquidCells surfaceCells;
     LiquidCells emptiedAtSink;
+    LiquidCells filled;
+    Array<float> fillExcess;
     float drained = 0.0f;
+    bool conserving = false;
 };
 
 }  // namespace kelvar::fluid

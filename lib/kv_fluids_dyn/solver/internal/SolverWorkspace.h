@@ -3,6 +3,7 @@
 #include "kv_fluids_dyn/solver/internal/AdvectionPass.h"
 #include "kv_fluids_dyn/solver/internal/CellListsPass.h"
 #include "kv_fluids_dyn/solver/internal/InterfacePass.h"
+#include "kv_fluids_dyn/solver/internal/MassBalance.h"
 #include "kv_fluids_dyn/solver/internal/RelabelPass.h"
 #include "kv_fluids_dyn/solver/internal/StreamPass.h"
 
@@ -20,6 +21,8 @@ struct SolverWorkspace {
     AdvectionPass advection;
     RelabelPass relabel;
     DistributePass distribute;
+    KeptMassExchangePass keptExchange;
+    MassHandBackPass handBack;
 };
 
 }  // namespace kelvar::fluid

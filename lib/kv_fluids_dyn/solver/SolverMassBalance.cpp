@@ -1,0 +1,124 @@
+#include "kv_fluids_dyn/solver/internal/MassBalance.h"
+
+#include "kv_fluids_dyn/lattice/LBM_MAC_Cell3Flags.h"
+#include "kv_fluids_dyn/parallel/RunParallel.h"
+
+namespace kelvar::fluid {
+
+bool shareWithInterfaceNeighbours(const GridNeighbourhood& grid, const uint32_t& index, const float& amount,
+                                  AllNeighbours& neighbours) {
+    grid.gather(index, neighbours.data());
+    unsigned int receivers = 0;
+    for (unsigned int i = 1; i < q19::kDirectionCount; ++i)
+        if (neighbours[i] != nullptr && neighbours[i]->isInterface()) ++receivers;
+    if (receivers == 0) return false;
+    const float share = amount / static_cast<float>(receivers);
+    for (unsigned int i = 1; i < q19::kDirectionCount; ++i) {
+        if (neighbours[i] == nullptr || !neighbours[i]->isInterface()) continue;
+        LBM_Q19_MAC_Cell3F* receiver = static_cast<LBM_Q19_MAC_Cell3F*>(neighbours[i]);
+        receiver->setMass(receiver->getMass() + share);
+    }
+    return true;
+}
+
+void KeptMassExchangePass::run(MAC_LBM_Fluid3& fluid, const unsigned int& threads) {
+    Scratch* const scratch = perWorker.forWorkers(threads);
+    const GridNeighbourhood grid(fluid.getGrid());
+    const LiquidCells& cells = fluid.getArrInterfaceCells();
+    const bool drains = fluid.getSinksDrain();
+    drainedAt.resize(cells.size());
+    runParallelIndices(
+        cells.size(),
+        [&](const unsigned int& t, uint32_t c) {
+            LBM_Q19_MAC_Cell3F& cell = *cells[c];
+            AllNeighbours& neighbours = scratch[t].neighbours;
+            grid.gather(cell.getGridMonoindex(), neighbours.data());
+            float mass = cell.getMass();
+            const float epsilon = cell.getEpsilon();
+            bool nextToSink = false;
+            for (unsigned int i = 1; i < q19::kDirectionCount; ++i) {
+                const LBM_Cell3<float>* n = neighbours[i];
+                if (n == nullptr) continue;
+                nextToSink = nextToSink || n->isSink();
+                const float outgoing = cell.LBM_Q19_Cell3<float>::getPdfAt(q19::kOpposite[i]);
+                const LBM_Q19_MAC_Cell3F* liquid = static_cast<const LBM_Q19_MAC_Cell3F*>(n);
+                if (n->getType() == LBM_CELL_FLUID)
+                    mass += liquid->LBM_Q19_Cell3<float>::getPdfAt(i) - outgoing;
+                else if (n->getType() == LBM_CELL_INTERFACE)
+                    mass += ((liquid->getEpsilon() + epsilon) * 0.5f) *
+                            (liquid->LBM_Q19_Cell3<float>::getPdfAt(i) - outgoing);
+            }
+            const float held = mass < 0.0f ? 0.0f : (mass > cell.getDensity() ? cell.getDensity() : mass);
+            drainedAt[c] = drains && nextToSink ? mass - held : 0.0f;
+            cell.setMass(held);
+        },
+        threads);
+    drainedMass = 0.0;
+    for (const float& amount : drainedAt) drainedMass += double(amount);
+}
+
+double liquidMassSum(const LiquidCells& cells) {
+    double sum = 0.0;
+    for (const LBM_Q19_MAC_Cell3F* cell : cells) sum += heldMass(*cell);
+    return sum;
+}
+
+double liquidMassSumAfterRelabel(const LiquidCells& listed, const LiquidCells& created) {
+    double sum = 0.0;
+    for (const LBM_Q19_MAC_Cell3F* cell : listed)
+        if (cell->isFluid()) sum += heldMass(*cell);
+    for (const LBM_Q19_MAC_Cell3F* cell : created)
+        if (cell->isFluid()) sum += heldMass(*cell);
+    return sum;
+}
+
+void MassHandBackPass::run(MAC_LBM_Fluid3& fluid, MAC_LBM_SolverContext3& context, const unsigned int& threads) {
+    if (context.getLostMass() == 0.0f) return;
+    Scratch* const scratch = perWorker.forWorkers(threads);
+    const uint32_t workers = workerCount(threads);
+    for (uint32_t t = 0; t < workers; ++t) scratch[t].eligible.clear();
+    runParallel(
+        fluid.refArrLiquidCells(),
+        [&](const unsigned int& t, LBM_Q19_MAC_Cell3F* cell) {
+            if (cell->getType() == LBM_CELL_FLUID && !cell->getFlags().test(MAC_FLAG_NEW_INTERFACE))
+                scratch[t].eligible.push_back(cell);
+        },
+        threads);
+    mergeInWorkerOrder(eligible, scratch, workers, &Scratch::eligible);
+    if (eligible.empty()) {
+        handToInterfaceCells(fluid, context, threads);
+        return;
+    }
+
+    // A cell's density after addDensity is the sum of its rescaled slots,
+    // which is not exactly the share it was given: what the cells really
+    // took is summed in list order and the difference stays owed.
+    const float amount = context.getLostMass();
+    const unsigned int count = eligible.size();
+    densityBefore.resize(count);
+    runParallelIndices(
+        count,
+        [&](const unsigned int&, uint32_t n) {
+            densityBefore[n] = eligible[n]->getDensity();
+            eligible[n]->addDensity(amount, count);
+        },
+        threads);
+    double taken = 0.0;
+    for (uint32_t n = 0; n < count; ++n) taken += double(eligible[n]->getDensity()) - double(densityBefore[n]);
+    context.setLostMass(static_cast<float>(double(amount) - taken));
+}
+
+void MassHandBackPass::handToInterfaceCells(MAC_LBM_Fluid3& fluid, MAC_LBM_SolverContext3& context,
+                                            const unsigned int& threads) {
+    eligible.clear();
+    for (LBM_Q19_MAC_Cell3F* cell : fluid.refArrLiquidCells())
+        if (cell->isInterface()) eligible.push_back(cell);
+    if (eligible.empty()) return;
+    const float share = context.getLostMass() / static_cast<float>(eligible.size());
+    runParallel(
+        eligible, [&](const unsigned int&, LBM_Q19_MAC_Cell3F* cell) { cell->setMass(cell->getMass() + share); },
+        threads);
+    context.setLostMass(0.0f);
+}
+
+}  // namespace kelvar::fluid

@@ -1,0 +1,88 @@
+#pragma once
+
+#include "kv_fluids_dyn/domain/MAC_LBM_Fluid3.h"
+#include "kv_fluids_dyn/solver/internal/GridNeighbourhood.h"
+#include "kv_fluids_dyn/solver/internal/PerWorker.h"
+#include "kv_fluids_dyn/solver/internal/SolverTypes.h"
+
+namespace kelvar::fluid {
+
+// The pieces of the sub-step that keep the liquid's mass when the fluid
+// asks for it (MAC_LBM_Fluid3::setConserveMass). The liquid's mass is the
+// density of its full cells plus the mass of its interface cells.
+// Streaming, collision and the mass exchange between full and interface
+// cells keep it, up to the speed limiter and the clip of an interface
+// cell's mass to its density; relabelling moves what cells that change type hold to their
+// neighbours; what the sub-step still lost or gained goes back into the
+// density of the full cells at its end, all of it, so the flow itself feels
+// the liquid that is owed.
+
+// The mass a liquid cell holds: its density when full, its mass otherwise.
+inline float heldMass(const LBM_Q19_MAC_Cell3F& cell) {
+    return cell.getType() == LBM_CELL_FLUID ? cell.getDensity() : cell.getMass();
+}
+
+// Gives `amount` to the interface cells among the neighbours of the grid
+// position `index` (its own slot not counted), an equal share each, and
+// returns false when it has none to give it to. `neighbours` is scratch.
+bool shareWithInterfaceNeighbours(const GridNeighbourhood& grid, const uint32_t& index, const float& amount,
+                                  AllNeighbours& neighbours);
+
+// The mass exchange of the interface cells when mass is kept. Each cell
+// sums its exchanges with its full and interface neighbours as the plain
+// exchange does, but clips the result once, to [0, density], instead of to
+// [0, 1] after every neighbour. What the clip removes or adds is left to the
+// sub-step's balance, except at a cell next to a drain when the fluid's
+// sinks drain: there it is liquid pouring into the drain, booked as
+// drained().
+//
+// Input: the fluid's interface list, with fill fractions current, and grid.
+// Output: the interface cells' mass, and drained() in lattice units.
+class KeptMassExchangePass {
+public:
+    void run(MAC_LBM_Fluid3& fluid, const unsigned int& threads);
+    const double& drained() const { return drainedMass; }
+
+private:
+    struct alignas(64) Scratch {
+        AllNeighbours neighbours;
+    };
+
+    PerWorker<Scratch> perWorker;
+    Array<float> drainedAt;  // per interface cell, in list order
+    double drainedMass = 0.0;
+};
+
+// The liquid's mass over a list of liquid cells, in its order, in double
+// precision so that the sub-step's balance does not drift with rounding.
+double liquidMassSum(const LiquidCells& cells);
+
+// The same over the liquid after relabelling: the step's list less the
+// emptied cells plus the created ones, each cell counted as it is now.
+double liquidMassSumAfterRelabel(const LiquidCells& listed, const LiquidCells& created);
+
+// Hands the mass the sub-step did not keep (the context's lostMass: a loss,
+// or a gain when negative) back to the full cells that did not just appear,
+// an equal share of density each, all of it at once; lostMass keeps only
+// the rounding of what the cells took. Liquid without full cells takes it
+// into the mass of its interface cells instead.
+//
+// Input: the step's liquid list with the types its cells have now. Output:
+// the full cells' distributions and density, and lostMass.
+class MassHandBackPass {
+public:
+    void run(MAC_LBM_Fluid3& fluid, MAC_LBM_SolverContext3& context, const unsigned int& threads);
+
+private:
+    void handToInterfaceCells(MAC_LBM_Fluid3& fluid, MAC_LBM_SolverContext3& context, const unsigned int& threads);
+
+    struct alignas(64) Scratch {
+        LiquidCells eligible;
+    };
+
+    PerWorker<Scratch> perWorker;
+    LiquidCells eligible;
+    Array<float> densityBefore;
+};
+
+}  // namespace kelvar::fluid
