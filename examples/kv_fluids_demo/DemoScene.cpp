@@ -112,8 +112,9 @@ void DemoScene::build(MAC_LBM_Fluid3& fluid, unsigned int requestedCells) {
     fluid.setLargestLength(std::max({kTankSize.x, kTankSize.y, kTankSize.z}));
     fluid.setResolution(requestedCells);
     fluid.initialize();
-    // Liquid that reaches a drain leaves for good.
+    // Liquid that reaches a drain leaves for good, and none is lost on the way.
     fluid.setSinksDrain(true);
+    fluid.setConserveMass(true);
     fluid.setDomainBoundaryCells();
     if (source.triangleCount() == 0) source = makeBoxMesh(fittedToCellCentres(fluid, sourceBox));
     if (drain.triangleCount() > 0) fluid.setSinkCells(drain, true);

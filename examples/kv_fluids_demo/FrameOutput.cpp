@@ -35,13 +35,9 @@ std::string framePath(const std::string& folder, unsigned int frame, const char*
 
 LiquidCensus takeCensus(const MAC_LBM_Fluid3& fluid) {
     LiquidCensus census;
-    double latticeMass = 0.0;
-    for (const fluid::LBM_Cell3<float>* cell : fluid.getGrid().getCells()) {
-        if (cell == nullptr || !cell->isFluid()) continue;
-        ++census.cells;
-        latticeMass += static_cast<const fluid::LBM_Q19_MAC_Cell3F*>(cell)->getMass();
-    }
-    census.mass = latticeMass * fluid.getMassUnit();
+    for (const fluid::LBM_Cell3<float>* cell : fluid.getGrid().getCells())
+        if (cell != nullptr && cell->isFluid()) ++census.cells;
+    census.mass = fluid.computeLiquidMass();
     return census;
 }
 

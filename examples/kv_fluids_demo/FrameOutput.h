@@ -15,7 +15,8 @@ struct LiquidCensus {
     double mass = 0.0;   // kilograms
 };
 
-// Counts the liquid cells of the grid and sums their mass in world units.
+// Counts the liquid cells of the grid and takes the liquid's mass in world
+// units (MAC_LBM_Fluid3::computeLiquidMass).
 LiquidCensus takeCensus(const fluid::MAC_LBM_Fluid3& fluid);
 
 // The fluid's grid box in world units.
