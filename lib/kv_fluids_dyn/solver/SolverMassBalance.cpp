@@ -49,7 +49,7 @@ void KeptMassExchangePass::run(MAC_LBM_Fluid3& fluid, const unsigned int& thread
                             (liquid->LBM_Q19_Cell3<float>::getPdfAt(i) - outgoing);
             }
             const float held = mass < 0.0f ? 0.0f : (mass > cell.getDensity() ? cell.getDensity() : mass);
-            drainedAt[c] = drains && nextToSink ? mass - held : 0.0f;
+            drainedAt[c] = drains && nextToSink && mass > held ? mass - held : 0.0f;
             cell.setMass(held);
         },
         threads);

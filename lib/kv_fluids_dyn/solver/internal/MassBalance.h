@@ -32,8 +32,8 @@ bool shareWithInterfaceNeighbours(const GridNeighbourhood& grid, const uint32_t&
 // sums its exchanges with its full and interface neighbours as the plain
 // exchange does, but clips the result once, to [0, density], instead of to
 // [0, 1] after every neighbour. What the clip removes or adds is left to the
-// sub-step's balance, except at a cell next to a drain when the fluid's
-// sinks drain: there it is liquid pouring into the drain, booked as
+// sub-step's balance, except what it removes at a cell next to a drain when
+// the fluid's sinks drain: that is liquid pouring into the drain, booked as
 // drained().
 //
 // Input: the fluid's interface list, with fill fractions current, and grid.
