@@ -410,7 +410,8 @@ void bindFluid(py::module_& module) {
         .def("velocity_field", &velocityField,
              "Velocity per cell in m/s (zero outside the liquid), (nx, ny, nz, 3) float32, a copy")
         .def("vof_field", &vofField,
-             "The VOF field (about -0.5 deep liquid .. 0.5 gas, surface near 0) as a read-only view without a copy")
+             "The VOF field (about -0.5 deep liquid .. 0.5 gas, surface near 0) as a read-only view without a copy; "
+             "it shows the field's current values and is valid until the domain's resolution changes (copy to keep)")
         .def("particles", &particles,
              "Marker particles: structured array of id, position and velocity (grid units), source_id, uv")
         .def("surface", &surface, py::arg("level") = 0.35,
