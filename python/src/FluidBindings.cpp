@@ -447,7 +447,8 @@ void bindFluid(py::module_& module) {
              py::keep_alive<1, 2>(), "Attaches to a sized domain and starts its worker threads")
         .def("step", &Solver::step, py::arg("frame_time"),
              py::arg("acceleration") = py::make_tuple(0.0, -9.81, 0.0),
-             "Advances one frame with gravity (or another acceleration); returns its FrameStats")
+             "Advances one frame with gravity (or another acceleration); returns its FrameStats. The GIL is "
+             "released meanwhile: other Python threads may run, but must leave this domain alone until it returns")
         .def("pre_solve", &Solver::preSolve)
         .def("solve", &Solver::solve, py::arg("dt"), "Advances by dt seconds in whole sub-steps")
         .def("post_solve", &Solver::postSolve)
