@@ -3,7 +3,8 @@
 # that are missing. Runs apt through sudo when not already root.
 set -euo pipefail
 
-packages=(build-essential cmake libgtest-dev libgmock-dev libbenchmark-dev libpng-dev pkg-config ccache)
+packages=(build-essential cmake libgtest-dev libgmock-dev libbenchmark-dev libpng-dev pkg-config ccache
+          pybind11-dev python3-dev python3-numpy python3-pytest libopenvdb-dev libboost-iostreams-dev)
 
 if ! command -v dpkg-query >/dev/null 2>&1; then
     echo "install-deps: not a Debian system; make sure these are installed: ${packages[*]}" >&2

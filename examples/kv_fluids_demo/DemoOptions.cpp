@@ -114,6 +114,10 @@ bool parseDemoOptions(const std::vector<std::string>& arguments, DemoOptions& op
             options.help = true;
             continue;
         }
+        if (argument == "--vtk" || argument == "--vdb") {
+            (argument == "--vtk" ? options.vtk : options.vdb) = true;
+            continue;
+        }
         if (argument.rfind("--", 0) != 0) {
             error = "unexpected argument '" + argument + "'";
             return false;
@@ -121,6 +125,11 @@ bool parseDemoOptions(const std::vector<std::string>& arguments, DemoOptions& op
         // --name=value or --name value
         const std::size_t equals = argument.find('=');
         if (equals != std::string::npos) {
+            const std::string name = argument.substr(0, equals);
+            if (name == "--vtk" || name == "--vdb") {
+                error = "option " + name + " takes no value";
+                return false;
+            }
             if (!applyOption(argument.substr(0, equals), argument.substr(equals + 1), options, error)) return false;
             continue;
         }
@@ -169,6 +178,10 @@ std::string demoUsage(const std::string& program) {
            "                   resolution, after its frame NNNN\n"
            "  --proxy Q        write proxy_NNNN.kvp, the particles, every frame: Q = 0..3\n"
            "                   every 10th, 3rd, 2nd or every particle of the surface, 4 all\n"
+           "  --vtk            also write frame_NNNN.vti: VTK image data with the fill\n"
+           "                   fraction and velocity of every cell\n"
+           "  --vdb            also write frame_NNNN.vdb: OpenVDB grids \"density\" (fill\n"
+           "                   fraction), \"surface\" (level set) and \"vel\" (velocity)\n"
            "  -h, --help       print this help and exit\n"
            "\n"
            "Exit codes: 0 done; 1 a frame could not be written; 2 a bad option, an\n"

@@ -27,6 +27,8 @@ struct DemoOptions {
     unsigned int checkpointEvery = 0;  // frames between checkpoints; 0: none
     std::string resumePath;            // empty: start from the scene's first frame
     int proxyQuality = -1;             // 0..4: a proxy file per frame; -1: none
+    bool vtk = false;                  // frame_NNNN.vti per frame (fill and velocity)
+    bool vdb = false;                  // frame_NNNN.vdb per frame (density, surface, vel)
     bool help = false;
 };
 

@@ -3,11 +3,16 @@
 #include <cstdio>
 #include <filesystem>
 
+#include "CellFields.h"
 #include "PngFile.h"
 #include "PreviewRenderer.h"
 #include "kv_fluids_dyn/io/FreeSurfaceExtractor.h"
 #include "kv_fluids_dyn/lattice/LBM_Q19_MAC_Cell3F.h"
 #include "kv_geometry/MeshIO.h"
+
+#ifdef KV_DEMO_WITH_VDB
+#include "VdbFrameWriter.h"
+#endif
 
 namespace kelvar::demo {
 
@@ -59,6 +64,44 @@ bool writeFrameFiles(const Mesh& surface, const Mesh& fixtures, const Box3<float
     if (!writeMesh(framePath(folder, frame, "ply"), surface, error)) return false;
     const RgbImage preview = renderPreview(surface, fixtures, tank, kPreviewWidth, kPreviewHeight);
     return writePng(framePath(folder, frame, "png"), preview, error);
+}
+
+bool canWriteVdb() {
+#ifdef KV_DEMO_WITH_VDB
+    return true;
+#else
+    return false;
+#endif
+}
+
+bool writeVolumeFiles(const MAC_LBM_Fluid3& fluid, const Mesh& surface, const std::string& folder,
+                      unsigned int frame, bool vtk, bool vdb, std::string& error) {
+    if (!vtk && !vdb) return true;
+    const CellFields fields = sampleCellFields(fluid);
+    if (vtk && !writeVtkImage(framePath(folder, frame, "vti"), fields, error)) return false;
+#ifdef KV_DEMO_WITH_VDB
+    if (vdb) {
+        vdb::VdbFrame volume;
+        volume.nx = fields.nx;
+        volume.ny = fields.ny;
+        volume.nz = fields.nz;
+        volume.origin[0] = fields.origin.x;
+        volume.origin[1] = fields.origin.y;
+        volume.origin[2] = fields.origin.z;
+        volume.voxelSize = fields.cellSize;
+        volume.fill = fields.fill.data();
+        volume.velocity = fields.velocity.data();
+        volume.surface = &surface;
+        if (!vdb::writeVdbFrame(framePath(folder, frame, "vdb"), volume, error)) return false;
+    }
+#else
+    (void)surface;
+    if (vdb) {
+        error = "this build writes no OpenVDB files";
+        return false;
+    }
+#endif
+    return true;
 }
 
 }  // namespace kelvar::demo

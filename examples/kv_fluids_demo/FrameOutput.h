@@ -31,4 +31,14 @@ Mesh extractSurface(const fluid::MAC_LBM_Fluid3& fluid);
 bool writeFrameFiles(const Mesh& surface, const Mesh& fixtures, const Box3<float>& tank, const std::string& folder,
                      unsigned int frame, std::string& error);
 
+// Whether this build can write OpenVDB files (--vdb).
+bool canWriteVdb();
+
+// Writes frame_NNNN.vti (with `vtk`) and frame_NNNN.vdb (with `vdb`) into
+// `folder`: the fill fraction and velocity of every cell, and for the VDB
+// file the surface as a level set. False with a message when a file cannot
+// be written.
+bool writeVolumeFiles(const fluid::MAC_LBM_Fluid3& fluid, const Mesh& surface, const std::string& folder,
+                      unsigned int frame, bool vtk, bool vdb, std::string& error);
+
 }  // namespace kelvar::demo

@@ -1,5 +1,6 @@
 // The demo host: runs one liquid scene frame by frame and writes the free
-// surface of every frame as a PLY mesh and a PNG preview.
+// surface of every frame as a PLY mesh and a PNG preview, and on request the
+// cells' fill and velocity as VTK image data and OpenVDB grids.
 
 #include <unistd.h>
 
@@ -97,6 +98,8 @@ void printMassSummary(const LiquidCensus& initial, const LiquidCensus& final, bo
 }
 
 int run(const DemoOptions& options) {
+    if (options.vdb && !canWriteVdb())
+        return usageError("--vdb: this build writes no OpenVDB files (install libopenvdb-dev and reconfigure)");
     DemoScene scene;
     std::string error;
     if (!DemoScene::create(options, scene, error)) return usageError(error);
@@ -137,7 +140,9 @@ int run(const DemoOptions& options) {
         // The cells changed: have the VOF field rebuilt for this frame.
         fluid.refDirtyFlags().set(fluid::MAC_LBM_Fluid3::VOF_DIRTY);
         printObstacleForces(fluid, scene.obstacleCount());
-        if (!writeFrameFiles(extractSurface(fluid), scene.fixtures(frame), tank, options.output, frame, error) ||
+        const Mesh surface = extractSurface(fluid);
+        if (!writeFrameFiles(surface, scene.fixtures(frame), tank, options.output, frame, error) ||
+            !writeVolumeFiles(fluid, surface, options.output, frame, options.vtk, options.vdb, error) ||
             !writeFrameState(fluid, options.output, frame, options.checkpointEvery, options.proxyQuality, error)) {
             progress.finish();
             std::fprintf(stderr, "%s: %s\n", kProgram, error.c_str());

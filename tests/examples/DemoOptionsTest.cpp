@@ -25,6 +25,20 @@ TEST(DemoOptions, EveryOptionInBothForms) {
     EXPECT_EQ(options.proxyQuality, 0);
     EXPECT_EQ(options.obstaclePaths, (std::vector<std::string>{"a.obj", "b.stl"}));
     EXPECT_TRUE(options.help);
+    EXPECT_FALSE(options.vtk);
+    EXPECT_FALSE(options.vdb);
+}
+
+TEST(DemoOptions, VolumeOutputFlags) {
+    DemoOptions options;
+    std::string error;
+    ASSERT_TRUE(parseDemoOptions({"--vtk", "--frames", "2", "--vdb"}, options, error)) << error;
+    EXPECT_TRUE(options.vtk);
+    EXPECT_TRUE(options.vdb);
+    EXPECT_EQ(options.frames, 2u);
+    DemoOptions other;
+    EXPECT_FALSE(parseDemoOptions({"--vtk=1"}, other, error));
+    EXPECT_EQ(error, "option --vtk takes no value");
 }
 
 TEST(DemoOptions, BadInputNamesTheProblem) {
