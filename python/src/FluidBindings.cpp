@@ -69,13 +69,9 @@ Mesh toMesh(const py::handle& value, const char* role) {
 // Liquid cells (full and interface) and their mass in kilograms.
 std::pair<uint32_t, double> liquidCensus(const MAC_LBM_Fluid3& fluid) {
     uint32_t cells = 0;
-    double latticeMass = 0.0;
-    for (const fluid::LBM_Cell3<float>* cell : fluid.getGrid().getCells()) {
-        if (cell == nullptr || !cell->isFluid()) continue;
-        ++cells;
-        latticeMass += static_cast<const fluid::LBM_Q19_MAC_Cell3F*>(cell)->getMass();
-    }
-    return {cells, latticeMass * fluid.getMassUnit()};
+    for (const fluid::LBM_Cell3<float>* cell : fluid.getGrid().getCells())
+        if (cell != nullptr && cell->isFluid()) ++cells;
+    return {cells, fluid.computeLiquidMass()};
 }
 
 // The C-ordered (nx, ny, nz) shape of the cell grid; the grid stores cells
@@ -267,7 +263,7 @@ void positiveProperty(py::class_<MAC_LBM_Fluid3>& cls, const char* name, Getter 
 void bindFluid(py::module_& module) {
     py::class_<FrameStats>(module, "FrameStats", "What one frame left behind")
         .def_readonly("liquid_cells", &FrameStats::liquidCells, "full and interface cells")
-        .def_readonly("liquid_mass", &FrameStats::liquidMass, "mass of the liquid cells, kg")
+        .def_readonly("liquid_mass", &FrameStats::liquidMass, "mass of the liquid (full cells' density plus interface cells' mass), kg")
         .def_readonly("sub_steps", &FrameStats::subSteps, "solver sub-steps run in the frame")
         .def_readonly("drained_mass", &FrameStats::drainedMass, "mass drained through sinks so far, kg")
         .def("__repr__", [](const FrameStats& s) {
@@ -313,6 +309,8 @@ void bindFluid(py::module_& module) {
             "requested total cell count; sizes the grid")
         .def_property("sinks_drain", &MAC_LBM_Fluid3::getSinksDrain, &MAC_LBM_Fluid3::setSinksDrain,
                       "liquid reaching a sink leaves for good")
+        .def_property("conserve_mass", &MAC_LBM_Fluid3::getConserveMass, &MAC_LBM_Fluid3::setConserveMass,
+                      "keep the liquid's mass exactly instead of its density sum")
         .def_property("exact_checkpoints", &MAC_LBM_Fluid3::getExactCheckpoints,
                       &MAC_LBM_Fluid3::setExactCheckpoints, "checkpoints carry what an exact resume needs")
         .def_property_readonly("shape", [](const MAC_LBM_Fluid3& f) {
@@ -397,7 +395,7 @@ void bindFluid(py::module_& module) {
             py::arg("acceleration"), "Acceleration of every liquid cell, m/s^2")
         .def_property_readonly("liquid_cell_count", &MAC_LBM_Fluid3::getLiquidCellCount)
         .def_property_readonly("liquid_mass", [](const MAC_LBM_Fluid3& f) { return liquidCensus(f).second; },
-                               "mass of the liquid cells, kg")
+                               "mass of the liquid (full cells' density plus interface cells' mass), kg")
         .def_property_readonly("drained_mass", &MAC_LBM_Fluid3::getDrainedMass, "mass drained through sinks, kg")
         .def("compute_momentum", [](const MAC_LBM_Fluid3& f) {
             Array<Vector3<float>> momentum;

@@ -48,13 +48,9 @@ struct StatsRecord {
 
 StatsRecord frameStats(const MAC_LBM_Fluid3& fluid, float accumulatorBefore, float frameTime) {
     StatsRecord record;
-    double latticeMass = 0.0;
-    for (const LBM_Cell3<float>* cell : fluid.getGrid().getCells()) {
-        if (cell == nullptr || !cell->isFluid()) continue;
-        ++record.cells;
-        latticeMass += static_cast<const LBM_Q19_MAC_Cell3F*>(cell)->getMass();
-    }
-    record.mass = latticeMass * fluid.getMassUnit();
+    for (const LBM_Cell3<float>* cell : fluid.getGrid().getCells())
+        if (cell != nullptr && cell->isFluid()) ++record.cells;
+    record.mass = fluid.computeLiquidMass();
     const auto& context = fluid.getSolverContext();
     record.subSteps =
         unsigned(std::lround((accumulatorBefore + frameTime - context.getTimeAccumulator()) / context.getDt()));
@@ -127,6 +123,7 @@ int main(int argc, char** argv) {
     fluid.setResolution(24 * 12 * 12);
     fluid.initialize();
     fluid.setSinksDrain(true);
+    fluid.setConserveMass(true);
     fluid.setDomainBoundaryCells();
     fluid.setFluidCells(emitter, {0.5f, 0.0f, 0.0f}, 0.5f, 3, 2);
     sink.setId(1);

@@ -39,6 +39,7 @@ def build_domain():
     fluid.resolution = 24 * 12 * 12
     fluid.initialize()
     fluid.sinks_drain = True
+    fluid.conserve_mass = True
     fluid.set_domain_boundary_cells()
     return fluid
 

@@ -16,7 +16,8 @@ bool shareWithInterfaceNeighbours(const GridNeighbourhood& grid, const uint32_t&
     for (unsigned int i = 1; i < q19::kDirectionCount; ++i) {
         if (neighbours[i] == nullptr || !neighbours[i]->isInterface()) continue;
         LBM_Q19_MAC_Cell3F* receiver = static_cast<LBM_Q19_MAC_Cell3F*>(neighbours[i]);
-        receiver->setMass(receiver->getMass() + share);
+        const float mass = receiver->getMass() + share;
+        receiver->setMass(mass < 0.0f ? 0.0f : (mass > receiver->getDensity() ? receiver->getDensity() : mass));
     }
     return true;
 }

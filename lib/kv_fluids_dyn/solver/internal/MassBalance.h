@@ -22,9 +22,11 @@ inline float heldMass(const LBM_Q19_MAC_Cell3F& cell) {
     return cell.getType() == LBM_CELL_FLUID ? cell.getDensity() : cell.getMass();
 }
 
-// Gives `amount` to the interface cells among the neighbours of the grid
-// position `index` (its own slot not counted), an equal share each, and
-// returns false when it has none to give it to. `neighbours` is scratch.
+// Gives `amount` (taken when negative) to the interface cells among the
+// neighbours of the grid position `index` (its own slot not counted), an
+// equal share each, and returns false when it has none. A cell keeps its
+// mass within [0, density]; what does not fit is left to the sub-step's
+// balance. `neighbours` is scratch.
 bool shareWithInterfaceNeighbours(const GridNeighbourhood& grid, const uint32_t& index, const float& amount,
                                   AllNeighbours& neighbours);
 
