@@ -16,24 +16,6 @@ unsigned highestLiquidRow(const MAC_LBM_Fluid3& fluid) {
     return highest;
 }
 
-// A walled box half full of still liquid over a floor that is all drain.
-struct DrainedTank : WalledScene<> {
-    explicit DrainedTank(bool drains, unsigned threads = 2) : WalledScene<>(12 * 12 * 12, threads) {
-        fluid.setSinksDrain(drains);
-        const unsigned n = fluid.getGrid().getNx();
-        for (unsigned i = 1; i + 1 < n; ++i)
-            for (unsigned k = 1; k + 1 < n; ++k) placeCell(fluid, fluid.acquireSinkCell(), i, 1, k);
-        fillBlock(fluid, {1, 2, 1}, {n - 1, n / 2, n - 1}, latticeGravity(fluid));
-        fluid.setAcceleration(Vector3<float>(0.0f, -kGravity, 0.0f));
-    }
-    double mass() const {
-        double sum = 0.0;
-        for (const LBM_Cell3<float>* c : fluid.getGrid().getCells())
-            if (c != nullptr && c->isFluid()) sum += static_cast<const LBM_Q19_MAC_Cell3F*>(c)->getMass();
-        return sum;
-    }
-};
-
 // The liquid's mass falls to nothing: it may rise by a little where cells
 // fill up (a filled cell's mass jumps to its density), never by more; no
 // liquid rises above where the surface started, and what left is counted.

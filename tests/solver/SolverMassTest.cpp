@@ -41,16 +41,8 @@ TEST(SolverMass, AKeptMassStaysThroughACollapse) {
 // With drains, what the liquid loses is what was drained, it never gains,
 // and the tank still empties.
 TEST(SolverMass, AKeptMassLeavesOnlyThroughTheDrain) {
-    WalledScene<> tank(12 * 12 * 12, 2);
+    DrainedTank tank(true, 2, true);
     SceneFluid& fluid = tank.fluid;
-    fluid.setConserveMass(true);
-    fluid.setSinksDrain(true);
-    const unsigned n = fluid.getGrid().getNx();
-    for (unsigned i = 1; i + 1 < n; ++i)
-        for (unsigned k = 1; k + 1 < n; ++k) placeCell(fluid, fluid.acquireSinkCell(), i, 1, k);
-    fillBlock(fluid, {1, 2, 1}, {n - 1, n / 2, n - 1}, latticeGravity(fluid));
-    fluid.setAcceleration(Vector3<float>(0.0f, -kGravity, 0.0f));
-
     const double start = fluid.computeLiquidMass();
     double previous = start;
     for (unsigned block = 1; block <= 32; ++block) {
