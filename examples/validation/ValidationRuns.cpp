@@ -322,8 +322,10 @@ FreeFallResult runFreeFall(const WaterOptions& options, unsigned int cells, bool
     solver.attach(fluid);
     solver.initialize(options.threads);
     const float dt = fluid.getSolverContext().getDt();
+    const Vector3<float>& origin = fluid.getGrid().getBox().min;
 
-    std::vector<Point2> heights;  // (t, centre height in m)
+    std::vector<Point2> heights;          // (t, centre height in m) over the cells
+    std::vector<Point2> particleHeights;  // the same over the marker particles
     double t = 0.0;
     const unsigned int firstStep = 3, floorGap = 2;
     for (unsigned int step = 1; step < 100000; ++step) {
@@ -340,7 +342,16 @@ FreeFallResult runFreeFall(const WaterOptions& options, unsigned int cells, bool
                     lowest = std::min(lowest, j);
                 }
         if (lowest <= floorGap + 1 || !(mass > 0.0)) break;
-        if (step >= firstStep) heights.push_back({t, moment / mass * dx});
+        if (step >= firstStep) {
+            heights.push_back({t, moment / mass * dx});
+            double sum = 0.0;
+            std::size_t count = 0;
+            for (const auto& particle : fluid.get_MAC_ParticleSystem()) {
+                sum += particle.position.y;
+                ++count;
+            }
+            if (count > 0) particleHeights.push_back({t, (sum / double(count) - origin.y) * dx});
+        }
         if (progress && step % 50 == 0) {
             std::printf("  free fall, %u-cell cube: t = %.4f s, centre at %.4f m\n", cells, t, heights.back().y);
             std::fflush(stdout);
@@ -350,6 +361,10 @@ FreeFallResult runFreeFall(const WaterOptions& options, unsigned int cells, bool
     if (fitParabola(heights, fit)) {
         result.fittedAcceleration = -2.0 * fit.c2;
         result.relativeError = result.fittedAcceleration / kGravity - 1.0;
+    }
+    if (fitParabola(particleHeights, fit)) {
+        result.particleAcceleration = -2.0 * fit.c2;
+        result.particleError = result.particleAcceleration / kGravity - 1.0;
     }
     result.samples = unsigned(heights.size());
     if (!heights.empty()) result.fallenCells = (heights.front().y - heights.back().y) / dx;

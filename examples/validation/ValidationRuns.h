@@ -89,6 +89,8 @@ struct FreeFallResult {
     unsigned int cubeCells = 0;
     double fittedAcceleration = 0.0;   // m/s^2, downwards positive
     double relativeError = 0.0;        // fitted / g - 1
+    double particleAcceleration = 0.0; // the same for the mean height of the marker particles
+    double particleError = 0.0;
     unsigned int samples = 0;          // centre-of-mass heights fitted
     double fallenCells = 0.0;          // drop of the centre of mass over the fit
     double seconds = 0.0;
@@ -97,7 +99,8 @@ struct FreeFallResult {
 // A cube of `cells` on a side released at rest high in a tall tank; the
 // mass-weighted centre of its liquid cells is sampled every sub-step from
 // the third on until the lowest liquid cell comes within two cells of the
-// floor, and a parabola fitted to its height.
+// floor, and a parabola fitted to its height; the mean height of the marker
+// particles is fitted alike.
 FreeFallResult runFreeFall(const WaterOptions& options, unsigned int cells, bool progress);
 
 // Sub-steps per simulated second of the demo host's default scene (2 m tank
