@@ -24,18 +24,29 @@ constexpr int kExitOk = 0;
 constexpr int kExitOutOfBand = 1;
 constexpr int kExitUsage = 2;
 
-// Quick runs: resolutions, and the bands their results must fall in. The
-// bands are set from what these coarse runs give (see docs/validation.md),
-// so that a change in the solver that moves them shows.
+// Quick runs: resolutions, and the bands their results must fall in, set
+// from what these coarse runs give (docs/validation.md) with room for the
+// scatter between machines and thread counts, so that a change in the
+// solver that moves them shows.
+//
+// Dam break, 10 cells per column, compressibility 1: the front trails the
+// experiment by up to 28 % (the liquid loses mass as it spreads); a column
+// that does not collapse is 78 % behind, one that runs away far ahead.
 constexpr unsigned int kQuickColumnCells = 10;
 constexpr double kQuickUntilT = 3.0;
-constexpr double kQuickFrontErrorBand = 0.30;     // |largest front error| for T <= 3
+constexpr double kQuickFrontErrorBand = 0.35;     // |largest front error| for T <= 3
+// Still water 10 cells deep (run at compressibility 0.1): the log-density
+// slope is within 0.2 % of 3 g_lattice and the largest speed 0.002 sqrt(gH).
 constexpr unsigned int kQuickDepthCells = 10;
 constexpr double kQuickSettleT = 30.0;
 constexpr double kQuickSlopeBand = 0.02;          // |fitted / expected slope - 1|
-constexpr double kQuickSpeedBand = 0.05;          // largest speed / sqrt(g H) after settling
+constexpr double kQuickSpeedBand = 0.02;          // largest speed / sqrt(g H) after settling
+// Free fall of an 8-cell cube: the marker particles' mean height falls at g
+// within 0.1 to 0.7 %; the cells' centre of mass runs 1 to 2 % fast, as
+// mass shifts between the interface cells at the front and the back.
 constexpr unsigned int kQuickCubeCells = 8;
-constexpr double kQuickFallBand = 0.01;           // |fitted acceleration / g - 1|
+constexpr double kQuickFallBand = 0.01;           // particles: |fitted acceleration / g - 1|
+constexpr double kQuickCellFallBand = 0.025;      // cells: the same
 
 const std::vector<float> kSweepCompressibilities = {0.05f, 0.1f, 0.2f, 0.5f, 1.0f};
 
@@ -175,7 +186,8 @@ void freeFall(const ValidationOptions& options, Check& check) {
                 r.particleError * 100.0);
     if (options.quick) {
         check.expect(r.samples >= 10, "free fall: too few samples before impact");
-        check.expect(std::fabs(r.relativeError) <= kQuickFallBand, "free fall: acceleration");
+        check.expect(std::fabs(r.particleError) <= kQuickFallBand, "free fall: acceleration of the particles");
+        check.expect(std::fabs(r.relativeError) <= kQuickCellFallBand, "free fall: acceleration of the cells");
     }
 }
 
