@@ -43,66 +43,6 @@ void setConserveMassIfOffered(F& fluid, const bool& on) {
     if constexpr (offersConserveMass<F>()) fluid.setConserveMass(on);
 }
 
-// A walled tank of nx x ny x nz cells (walls included) with cells of edge
-// about `dx` metres. The domain derives its counts from a cube root of the
-// volume per cell, which can land a hair either side of a whole count; an
-// axis that comes out a cell long or short is shrunk or stretched by a few
-// parts in 10^5 until every count is the one asked for. False when that
-// does not happen.
-bool buildTank(MAC_LBM_Fluid3& fluid, const WaterOptions& options, unsigned int nx, unsigned int ny, unsigned int nz,
-               double dx, double speed) {
-    applyWaterOptions(fluid, options);
-    fluid.setMaxForce(float(kGravity));
-    fluid.setMaxInitialSpeed(float(speed));
-    const unsigned int wanted[3] = {nx, ny, nz};
-    double stretch[3] = {1.0, 1.0, 1.0};
-    bool exact = false;
-    for (int attempt = 0; attempt < 40 && !exact; ++attempt) {
-        const Vector3<float> scale(float(nx * dx * stretch[0]), float(ny * dx * stretch[1]),
-                                   float(nz * dx * stretch[2]));
-        fluid.setScale(scale);
-        fluid.setLargestLength(std::max({scale.x, scale.y, scale.z}));
-        fluid.setResolution(nx * ny * nz);
-        const auto& grid = fluid.getGrid();
-        const unsigned int got[3] = {grid.getNx(), grid.getNy(), grid.getNz()};
-        exact = true;
-        for (int a = 0; a < 3; ++a) {
-            if (got[a] > wanted[a]) stretch[a] *= 1.0 - 2e-5;
-            if (got[a] < wanted[a]) stretch[a] *= 1.0 + 2e-5;
-            exact = exact && got[a] == wanted[a];
-        }
-    }
-    if (!exact) {
-        const auto& grid = fluid.getGrid();
-        std::fprintf(stderr, "tank came out as %u x %u x %u cells instead of %u x %u x %u\n", grid.getNx(),
-                     grid.getNy(), grid.getNz(), nx, ny, nz);
-        return false;
-    }
-    fluid.initialize();
-    fluid.setDomainBoundaryCells();
-    return true;
-}
-
-// Fills the cells lo..hi (inclusive, grid indices) with liquid at rest, all
-// of them full. Cell i spans [i, i + 1) in grid units and is sampled at its
-// centre. A free face of the box crosses the outer cells a quarter cell
-// from their outer side, so they are crossed but their centres lie outside:
-// they become interface cells, the liquid's surface. A face against a wall
-// lies inside the wall cells, which emission leaves alone.
-void fillCells(MAC_LBM_Fluid3& fluid, const unsigned int lo[3], const unsigned int hi[3]) {
-    const auto& grid = fluid.getGrid();
-    const unsigned int n[3] = {grid.getNx(), grid.getNy(), grid.getNz()};
-    float low[3], high[3];
-    for (int a = 0; a < 3; ++a) {
-        low[a] = lo[a] == 1 ? 0.5f : float(lo[a]) + 0.75f;
-        high[a] = hi[a] + 2 == n[a] ? float(hi[a]) + 1.5f : float(hi[a]) + 0.25f;
-    }
-    const Vector3<float>& origin = grid.getBox().min;
-    const Vector3<float> a = fluid.gridToWorldPosition(origin + Vector3<float>(low[0], low[1], low[2]));
-    const Vector3<float> b = fluid.gridToWorldPosition(origin + Vector3<float>(high[0], high[1], high[2]));
-    fluid.setFluidCells(makeBoxMesh(Box3<float>(a, b)), Vector3<float>(), kNoJitter, 0, kSourceId);
-}
-
 // How full a cell is: 1 for a full liquid cell, its fill for an interface
 // cell, 0 otherwise (or for no cell).
 const LBM_Q19_MAC_Cell3F* liquidAt(const MAC_LBM_Fluid3& fluid, unsigned int i, unsigned int j, unsigned int k) {
@@ -144,12 +84,57 @@ double advance(MAC_LBM_Fluid3& fluid, MAC_LBM_Solver3& solver, float frameTime) 
     return double(before) + double(frameTime) - double(fluid.getSolverContext().getTimeAccumulator());
 }
 
-// Far face of the surge front in cells from the back wall's face: the
-// furthest cell of fill 0.5 or more in the layer on the floor whose
-// neighbour towards the back wall is filled as much, the largest over the
-// rows across z. A lone cell ahead (a drop flung forward) does not count,
-// and neither do pockets of air the collapse traps on the floor behind the
-// front.
+}  // namespace
+
+bool buildTank(MAC_LBM_Fluid3& fluid, const WaterOptions& options, unsigned int nx, unsigned int ny, unsigned int nz,
+               double dx, double speed) {
+    applyWaterOptions(fluid, options);
+    fluid.setMaxForce(float(kGravity));
+    fluid.setMaxInitialSpeed(float(speed));
+    const unsigned int wanted[3] = {nx, ny, nz};
+    double stretch[3] = {1.0, 1.0, 1.0};
+    bool exact = false;
+    for (int attempt = 0; attempt < 40 && !exact; ++attempt) {
+        const Vector3<float> scale(float(nx * dx * stretch[0]), float(ny * dx * stretch[1]),
+                                   float(nz * dx * stretch[2]));
+        fluid.setScale(scale);
+        fluid.setLargestLength(std::max({scale.x, scale.y, scale.z}));
+        fluid.setResolution(nx * ny * nz);
+        const auto& grid = fluid.getGrid();
+        const unsigned int got[3] = {grid.getNx(), grid.getNy(), grid.getNz()};
+        exact = true;
+        for (int a = 0; a < 3; ++a) {
+            if (got[a] > wanted[a]) stretch[a] *= 1.0 - 2e-5;
+            if (got[a] < wanted[a]) stretch[a] *= 1.0 + 2e-5;
+            exact = exact && got[a] == wanted[a];
+        }
+    }
+    if (!exact) {
+        const auto& grid = fluid.getGrid();
+        std::fprintf(stderr, "tank came out as %u x %u x %u cells instead of %u x %u x %u\n", grid.getNx(),
+                     grid.getNy(), grid.getNz(), nx, ny, nz);
+        return false;
+    }
+    fluid.initialize();
+    fluid.setDomainBoundaryCells();
+    return true;
+}
+
+void fillCells(MAC_LBM_Fluid3& fluid, const unsigned int lo[3], const unsigned int hi[3]) {
+    // Cell i spans [i, i + 1) in grid units and is sampled at its centre.
+    const auto& grid = fluid.getGrid();
+    const unsigned int n[3] = {grid.getNx(), grid.getNy(), grid.getNz()};
+    float low[3], high[3];
+    for (int a = 0; a < 3; ++a) {
+        low[a] = lo[a] == 1 ? 0.5f : float(lo[a]) + 0.75f;
+        high[a] = hi[a] + 2 == n[a] ? float(hi[a]) + 1.5f : float(hi[a]) + 0.25f;
+    }
+    const Vector3<float>& origin = grid.getBox().min;
+    const Vector3<float> a = fluid.gridToWorldPosition(origin + Vector3<float>(low[0], low[1], low[2]));
+    const Vector3<float> b = fluid.gridToWorldPosition(origin + Vector3<float>(high[0], high[1], high[2]));
+    fluid.setFluidCells(makeBoxMesh(Box3<float>(a, b)), Vector3<float>(), kNoJitter, 0, kSourceId);
+}
+
 unsigned int frontCells(const MAC_LBM_Fluid3& fluid) {
     const auto& grid = fluid.getGrid();
     unsigned int furthest = 0;
@@ -163,8 +148,6 @@ unsigned int frontCells(const MAC_LBM_Fluid3& fluid) {
     }
     return furthest;
 }
-
-}  // namespace
 
 bool conserveMassAvailable() { return offersConserveMass<MAC_LBM_Fluid3>(); }
 

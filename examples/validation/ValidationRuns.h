@@ -29,6 +29,31 @@ bool conserveMassAvailable();
 // domain not yet initialised; drains are made to drain.
 void applyWaterOptions(fluid::MAC_LBM_Fluid3& fluid, const WaterOptions& options);
 
+// A walled tank of nx x ny x nz cells (walls included) with cells of edge
+// about `dx` metres, for liquid expected to move at up to `speed` m/s, the
+// domain initialised and walled. The domain derives its counts from a cube
+// root of the volume per cell, which can land a hair either side of a whole
+// count; an axis that comes out a cell long or short is shrunk or stretched
+// by a few parts in 10^5 until every count is the one asked for. False when
+// that does not happen.
+bool buildTank(fluid::MAC_LBM_Fluid3& fluid, const WaterOptions& options, unsigned int nx, unsigned int ny,
+               unsigned int nz, double dx, double speed);
+
+// Fills the cells lo..hi (inclusive, grid indices) with liquid at rest, all
+// of them full. A free face of the box crosses the outer cells a quarter
+// cell from their outer side, so they are crossed but their centres lie
+// outside: they become interface cells, the liquid's surface. A face
+// against a wall lies inside the wall cells, which emission leaves alone.
+void fillCells(fluid::MAC_LBM_Fluid3& fluid, const unsigned int lo[3], const unsigned int hi[3]);
+
+// Far face of a dam-break surge front in cells from the back (-x) wall's
+// face: the furthest cell of fill 0.5 or more in the layer on the floor
+// whose neighbour towards the back wall is filled as much, the largest over
+// the rows across z. A lone cell ahead (a drop flung forward) does not
+// count, and neither do pockets of air the collapse traps on the floor
+// behind the front.
+unsigned int frontCells(const fluid::MAC_LBM_Fluid3& fluid);
+
 inline constexpr double kGravity = 9.81;
 // Column width and height of the dam break, the experiment's larger column
 // (2.25 in). Only the ratios to it matter: see expectedSpeed().

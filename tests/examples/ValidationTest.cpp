@@ -4,10 +4,14 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 
 #include "ValidationAnalysis.h"
 #include "ValidationOptions.h"
+#include "ValidationRuns.h"
+#include "kv_fluids_dyn/lattice/LBM_CellType.h"
+#include "kv_fluids_dyn/lattice/LBM_Q19_MAC_Cell3F.h"
 
 namespace kelvar::validation {
 namespace {
@@ -153,6 +157,81 @@ TEST(ValidationOptionsParsing, ReadsCommandsAndValuesAndRefusesBadOnes) {
     }
     ValidationOptions m;
     EXPECT_EQ(parseValidationOptions({"--conserve-mass"}, m, error), conserveMassAvailable());
+}
+
+using fluid::LBM_Q19_MAC_Cell3F;
+using fluid::MAC_LBM_Fluid3;
+
+WaterOptions oneThread() {
+    WaterOptions water;
+    water.threads = 1;
+    return water;
+}
+
+// The counts of the scenes' tanks, at the resolutions the host runs; the
+// 20-cell dam-break tank (162 x 32 x 6 at 2.9 mm) is one the domain's cube
+// root rounds up by a cell unless the host corrects it.
+TEST(ValidationScenes, TanksComeOutWithTheCountsAskedFor) {
+    const struct {
+        unsigned int nx, ny, nz;
+        double dx;
+    } tanks[] = {
+        {82, 17, 6, 0.05715 / 10}, {162, 32, 6, 0.05715 / 20}, {322, 62, 6, 0.05715 / 40},
+        {22, 32, 6, 0.05715 / 20}, {16, 38, 16, 0.1 / 8},      {24, 70, 24, 0.1 / 16},
+    };
+    for (const auto& t : tanks) {
+        MAC_LBM_Fluid3 fluid;
+        ASSERT_TRUE(buildTank(fluid, oneThread(), t.nx, t.ny, t.nz, t.dx, 1.0)) << t.nx << " x " << t.ny;
+        const auto& grid = fluid.getGrid();
+        EXPECT_EQ(grid.getNx(), t.nx);
+        EXPECT_EQ(grid.getNy(), t.ny);
+        EXPECT_EQ(grid.getNz(), t.nz);
+        // The cell edge stays what was asked for, to a part in 10^3.
+        const float dx = fluid.getLargestLength() / float(std::max({t.nx, t.ny, t.nz}));
+        EXPECT_NEAR(dx / t.dx, 1.0, 1e-3);
+    }
+}
+
+// The filled block is exactly the cells asked for, every one full; the free
+// faces are interface cells and the cells against walls full liquid.
+TEST(ValidationScenes, FilledBlockIsTheCellsAskedForWithItsFreeFacesAsInterface) {
+    MAC_LBM_Fluid3 fluid;
+    ASSERT_TRUE(buildTank(fluid, oneThread(), 30, 14, 6, 0.01, 1.0));
+    const unsigned int lo[3] = {1, 1, 1}, hi[3] = {7, 9, 4};
+    fillCells(fluid, lo, hi);
+    unsigned int liquid = 0;
+    for (unsigned int i = 0; i < 30; ++i)
+        for (unsigned int j = 0; j < 14; ++j)
+            for (unsigned int k = 0; k < 6; ++k) {
+                const auto* cell = fluid.getGrid().at(i, j, k);
+                const bool inside = i >= 1 && i <= 7 && j >= 1 && j <= 9 && k >= 1 && k <= 4;
+                const bool isLiquid = cell != nullptr && cell->isFluid();
+                EXPECT_EQ(isLiquid, inside) << i << ", " << j << ", " << k;
+                if (!isLiquid) continue;
+                ++liquid;
+                const auto* c = static_cast<const LBM_Q19_MAC_Cell3F*>(cell);
+                EXPECT_FLOAT_EQ(c->getMass(), c->getDensity());
+                const bool freeFace = i == 7 || j == 9;
+                EXPECT_EQ(c->getType(), freeFace ? fluid::LBM_CELL_INTERFACE : fluid::LBM_CELL_FLUID)
+                    << i << ", " << j << ", " << k;
+            }
+    EXPECT_EQ(liquid, 7u * 9u * 4u);
+}
+
+// The front is the column's width at rest; a lone drop ahead does not move
+// it, a tongue of two cells on the floor does, in a single row across z.
+TEST(ValidationScenes, FrontFollowsTheLiquidOnTheFloorButNotALoneDrop) {
+    MAC_LBM_Fluid3 fluid;
+    ASSERT_TRUE(buildTank(fluid, oneThread(), 40, 14, 6, 0.01, 1.0));
+    const unsigned int lo[3] = {1, 1, 1}, hi[3] = {8, 8, 4};
+    fillCells(fluid, lo, hi);
+    EXPECT_EQ(frontCells(fluid), 8u);
+    const unsigned int dropLo[3] = {20, 1, 2}, dropHi[3] = {20, 1, 2};
+    fillCells(fluid, dropLo, dropHi);
+    EXPECT_EQ(frontCells(fluid), 8u);
+    const unsigned int tongueLo[3] = {25, 1, 3}, tongueHi[3] = {26, 1, 3};
+    fillCells(fluid, tongueLo, tongueHi);
+    EXPECT_EQ(frontCells(fluid), 26u);
 }
 
 }  // namespace
