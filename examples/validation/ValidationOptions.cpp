@@ -135,7 +135,7 @@ Validation runs against experiment and theory:
   hydrostatic  still water settles: density slope with depth against
                g / c_s^2, largest speed, stability of the top layer
   free-fall    a liquid cube falls: fitted acceleration of its centre of mass
-  sweep        compressibility 0.05 .. 1: still-water compression, dam-break
+  sweep        compressibility 0.05 to 1: still-water compression, dam-break
                front error and sub-steps, as a Markdown table
   all          dam-break, hydrostatic and free-fall (default)
 

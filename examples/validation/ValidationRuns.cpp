@@ -355,7 +355,7 @@ FreeFallResult runFreeFall(const WaterOptions& options, unsigned int cells, bool
     return result;
 }
 
-double demoSubStepsPerSecond(const WaterOptions& options) {
+DemoTiming demoTiming(const WaterOptions& options) {
     MAC_LBM_Fluid3 fluid;
     applyWaterOptions(fluid, options);
     fluid.setMaxForce(float(kGravity));
@@ -367,8 +367,11 @@ double demoSubStepsPerSecond(const WaterOptions& options) {
     MAC_LBM_Solver3 solver;
     solver.attach(fluid);
     solver.initialize(1);
-    const float dt = fluid.getSolverContext().getDt();
-    return dt > 0.0f ? 1.0 / double(dt) : 0.0;
+    DemoTiming timing;
+    timing.dt = fluid.getSolverContext().getDt();
+    timing.dx = fluid.getSolverContext().getDx();
+    timing.latticeViscosity = fluid.getSolverContext().getLatticeViscosity();
+    return timing;
 }
 
 }  // namespace kelvar::validation

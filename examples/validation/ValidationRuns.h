@@ -128,8 +128,19 @@ struct FreeFallResult {
 // particles is fitted alike.
 FreeFallResult runFreeFall(const WaterOptions& options, unsigned int cells, bool progress);
 
-// Sub-steps per simulated second of the demo host's default scene (2 m tank
-// of 88 x 44 x 44 cells, expected speed 3 m/s) at these settings.
-double demoSubStepsPerSecond(const WaterOptions& options);
+// The kinematic viscosity (m^2/s) a lattice viscosity (2 tau - 1) / 6 gives
+// with cells of `dx` metres and sub-steps of `dt` seconds.
+inline double physicalViscosity(double latticeViscosity, double dx, double dt) {
+    return dt > 0.0 ? latticeViscosity * dx * dx / dt : 0.0;
+}
+
+// The sub-step and cell of the demo host's default scene (2 m tank of
+// 88 x 44 x 44 cells, expected speed 3 m/s) at these settings.
+struct DemoTiming {
+    double dt = 0.0;  // s
+    double dx = 0.0;  // m
+    double latticeViscosity = 0.0;
+};
+DemoTiming demoTiming(const WaterOptions& options);
 
 }  // namespace kelvar::validation
