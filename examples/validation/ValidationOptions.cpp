@@ -105,6 +105,8 @@ bool parseValidationOptions(const std::vector<std::string>& arguments, Validatio
             ok = parseUnsigned(value, 1, kMaxThreads, options.water.threads);
         } else if (option == "--across") {
             ok = parseUnsigned(value, 1, kMaxCells, options.across);
+        } else if (option == "--front-fill") {
+            ok = parseDouble(value, 0.01, 1.0, options.frontFill);
         } else if (option == "--until") {
             ok = parseDouble(value, 0.1, 20.0, options.untilT);
         } else if (option == "--settle") {
@@ -147,6 +149,8 @@ Options:
   --threads N            worker threads (default 2)
   --until T              dam break: run up to this T (default 3.5)
   --across N             dam break: cells across the tank (default 4)
+  --front-fill F         dam break: fill a floor cell needs to count as the
+                         front (default 0.5)
   --settle T             still water: settling time in sqrt(H/g) (default 30)
   --output DIR           CSV and PNG folder (default kv_fluids_validation-output)
   --conserve-mass        mass-conserving relabelling (where the library has it)

@@ -16,6 +16,7 @@ struct ValidationOptions {
     double untilT = 3.5;              // dam break: last T
     double settleT = 30.0;            // still water: settling time in sqrt(H/g)
     unsigned int across = kDefaultAcross;  // dam break: cells across z
+    double frontFill = kDefaultFrontFill;  // dam break: fill a floor cell needs to count as front
     std::string output = "kv_fluids_validation-output";
     bool quick = false;
     bool help = false;

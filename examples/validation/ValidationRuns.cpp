@@ -135,13 +135,13 @@ void fillCells(MAC_LBM_Fluid3& fluid, const unsigned int lo[3], const unsigned i
     fluid.setFluidCells(makeBoxMesh(Box3<float>(a, b)), Vector3<float>(), kNoJitter, 0, kSourceId);
 }
 
-unsigned int frontCells(const MAC_LBM_Fluid3& fluid) {
+unsigned int frontCells(const MAC_LBM_Fluid3& fluid, float minFill) {
     const auto& grid = fluid.getGrid();
     unsigned int furthest = 0;
     for (unsigned int k = 1; k + 1 < grid.getNz(); ++k) {
         bool previous = true;  // the back wall's side
         for (unsigned int i = 1; i + 1 < grid.getNx(); ++i) {
-            const bool filled = fillOf(liquidAt(fluid, i, 1, k)) >= 0.5f;
+            const bool filled = fillOf(liquidAt(fluid, i, 1, k)) >= minFill;
             if (filled && (previous || i == 1)) furthest = std::max(furthest, i);
             previous = filled;
         }
@@ -162,7 +162,7 @@ void applyWaterOptions(MAC_LBM_Fluid3& fluid, const WaterOptions& options) {
 double expectedSpeed(double h) { return kDemoSpeedRatio * std::sqrt(2.0 * kGravity * h); }
 
 DamBreakResult runDamBreak(const WaterOptions& options, unsigned int cells, double lastT, bool progress,
-                           unsigned int across) {
+                           unsigned int across, float frontFill) {
     DamBreakResult result;
     result.cellsPerColumn = cells;
     const Clock::time_point start = Clock::now();
@@ -185,13 +185,13 @@ DamBreakResult runDamBreak(const WaterOptions& options, unsigned int cells, doub
     const double frameT = 0.05;
     const float frameTime = float(frameT * timeUnit);
     double t = 0.0;
-    result.front.push_back({0.0, double(frontCells(fluid)) / cells});
+    result.front.push_back({0.0, double(frontCells(fluid, frontFill)) / cells});
     result.massRatio.push_back(1.0);
     int reported = 0;
     while (t / timeUnit < lastT - 1e-9) {
         t += advance(fluid, solver, frameTime);
         const double T = t / timeUnit;
-        result.front.push_back({T, double(frontCells(fluid)) / cells});
+        result.front.push_back({T, double(frontCells(fluid, frontFill)) / cells});
         result.massRatio.push_back(initialMass > 0.0 ? census(fluid).mass / initialMass : 0.0);
         if (progress && int(T * 2.0) > reported) {
             reported = int(T * 2.0);

@@ -52,7 +52,9 @@ void fillCells(fluid::MAC_LBM_Fluid3& fluid, const unsigned int lo[3], const uns
 // the rows across z. A lone cell ahead (a drop flung forward) does not
 // count, and neither do pockets of air the collapse traps on the floor
 // behind the front.
-unsigned int frontCells(const fluid::MAC_LBM_Fluid3& fluid);
+// `minFill` sets the fill a cell needs to count (0.5 by default).
+inline constexpr float kDefaultFrontFill = 0.5f;
+unsigned int frontCells(const fluid::MAC_LBM_Fluid3& fluid, float minFill = kDefaultFrontFill);
 
 inline constexpr double kGravity = 9.81;
 // Column width and height of the dam break, the experiment's larger column
@@ -79,13 +81,10 @@ struct DamBreakResult {
 
 // Square column of `cells` x `cells` (x, y) in a tank 8 columns long and 1.5
 // high, `across` cells across z between free-slip walls (the flow is plane), run
-// up to T = `lastT`. The front is the far face of the furthest cell of fill
-// 0.5 or more in the layer on the floor whose neighbour towards the back
-// wall is filled as much (a lone drop ahead does not count), the largest
-// over the rows across z.
+// up to T = `lastT`. The front is frontCells() with `frontFill`.
 inline constexpr unsigned int kDefaultAcross = 4;
 DamBreakResult runDamBreak(const WaterOptions& options, unsigned int cells, double lastT, bool progress,
-                           unsigned int across = kDefaultAcross);
+                           unsigned int across = kDefaultAcross, float frontFill = kDefaultFrontFill);
 
 struct HydrostaticResult {
     unsigned int depthCells = 0;

@@ -130,7 +130,7 @@ int damBreak(const ValidationOptions& options, Check& check) {
     std::vector<DamBreakResult> runs;
     std::string error;
     for (unsigned int n : cells) {
-        runs.push_back(runDamBreak(options.water, n, until, true, options.across));
+        runs.push_back(runDamBreak(options.water, n, until, true, options.across, float(options.frontFill)));
         if (runs.back().front.empty()) return usageError("the dam-break tank could not be built");
         if (!writeDamBreakCsv(options.output, runs.back(), error)) {
             std::fprintf(stderr, "%s: %s\n", kProgram, error.c_str());
