@@ -153,7 +153,7 @@ int damBreak(const ValidationOptions& options, Check& check) {
 void printHydrostatic(const HydrostaticResult& r) {
     std::printf("\n| depth (cells) | settled for T | g_lattice | expected slope 3 g | fitted slope (ln rho) | error | "
                 "linear slope | bottom excess | volume change | mass drift | largest speed / sqrt(gH) | "
-                "liquid cells over the last fifth (layer %u) |\n", r.layerCells);
+                "liquid cells over the last fifth (a layer is %u) |\n", r.layerCells);
     std::printf("|---|---|---|---|---|---|---|---|---|---|---|---|\n");
     std::printf("| %u | %.0f | %.3e | %.4e | %.4e | %+.2f %% | %.4e | %+.2f %% | %+.2f %% | %+.3f %% | %.4f | %u..%u, "
                 "%u changes, %s |\n",
