@@ -8,7 +8,9 @@ namespace kelvar::validation {
 
 namespace {
 
-constexpr unsigned int kMaxCells = 400;
+// The finest a run may be asked for: a 160-cell cube falls in a tank of 18
+// million cells.
+constexpr unsigned int kMaxCells = 160;
 constexpr unsigned int kMaxThreads = 256;
 
 bool parseDouble(const std::string& text, double low, double high, double& value) {

@@ -25,6 +25,8 @@ constexpr float kDensity = 1000.0f;
 constexpr double kDemoSpeedRatio = 0.8096;
 // Cells across z between the free-slip side walls of the plane scenes.
 constexpr unsigned int kAcross = kDefaultAcross;
+// Marker particles start on the regular pattern, so that a run depends on
+// nothing but its settings.
 constexpr float kNoJitter = 0.0f;
 constexpr unsigned short kSourceId = 1;
 
@@ -43,14 +45,15 @@ void setConserveMassIfOffered(F& fluid, const bool& on) {
     if constexpr (offersConserveMass<F>()) fluid.setConserveMass(on);
 }
 
-// How full a cell is: 1 for a full liquid cell, its fill for an interface
-// cell, 0 otherwise (or for no cell).
+// The liquid cell (full or interface) at (i, j, k), or null.
 const LBM_Q19_MAC_Cell3F* liquidAt(const MAC_LBM_Fluid3& fluid, unsigned int i, unsigned int j, unsigned int k) {
     const auto* cell = fluid.getGrid().at(i, j, k);
     if (cell == nullptr || !cell->isFluid()) return nullptr;
     return static_cast<const LBM_Q19_MAC_Cell3F*>(cell);
 }
 
+// How full a cell is: 1 for a full liquid cell, its fill for an interface
+// cell, 0 for no cell.
 float fillOf(const LBM_Q19_MAC_Cell3F* cell) {
     if (cell == nullptr) return 0.0f;
     return cell->getType() == fluid::LBM_CELL_FLUID ? 1.0f : std::clamp(cell->getEpsilon(), 0.0f, 1.0f);
