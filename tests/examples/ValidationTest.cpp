@@ -234,5 +234,30 @@ TEST(ValidationScenes, FrontFollowsTheLiquidOnTheFloorButNotALoneDrop) {
     EXPECT_EQ(frontCells(fluid), 26u);
 }
 
+// The run's clock is the frame times the solver consumed, so the sampled T
+// rise by at most a frame (0.05) and by whole sub-steps, and the run stops
+// at the first frame past its end; the front starts at the column's face
+// and a collapsing column only spreads.
+TEST(ValidationScenes, DamBreakRunKeepsItsClockAndStartsFromTheColumn) {
+    const DamBreakResult run = runDamBreak(oneThread(), 8, 1.0, false);
+    ASSERT_GE(run.front.size(), 10u);
+    ASSERT_EQ(run.massRatio.size(), run.front.size());
+    EXPECT_DOUBLE_EQ(run.front.front().x, 0.0);
+    EXPECT_DOUBLE_EQ(run.front.front().y, 1.0);
+    const double subStepT = 1.0 / run.subStepsPerT;
+    for (std::size_t n = 1; n < run.front.size(); ++n) {
+        const double step = run.front[n].x - run.front[n - 1].x;
+        EXPECT_GE(step, 0.0) << n;
+        EXPECT_LE(step, 0.05 + subStepT) << n;
+        const double subSteps = step / subStepT;
+        EXPECT_NEAR(subSteps, std::round(subSteps), 1e-3) << n;
+        EXPECT_GE(run.front[n].y, run.front[n - 1].y - 1.0 / 8.0) << n;
+        EXPECT_LE(run.massRatio[n], 1.0 + 1e-3) << n;
+    }
+    EXPECT_GE(run.front.back().x, 1.0);
+    EXPECT_LT(run.front.back().x, 1.0 + 0.05 + subStepT);
+    EXPECT_GT(run.front.back().y, 1.2);  // it did collapse
+}
+
 }  // namespace
 }  // namespace kelvar::validation
