@@ -27,8 +27,13 @@ constexpr double kTwoPi = 2.0 * std::numbers::pi;
 // Cells that a deep interior cell must not touch: interface cells and solids.
 constexpr unsigned short kNearSurfaceOrWall = MAC_FLAG_NEAR_INTERFACE | MAC_FLAG_NEIGHBOUR_MARK;
 
-void moveWithSampler(const VelocitySampler& cells, const Grid& grid, const Vector3<float>& velocity,
-                     MAC_Particle3& particle);
+template <class Sampler>
+void moveWithSampler(const Sampler& cells, const Grid& grid, const Vector3<float>& velocity, MAC_Particle3& particle);
+
+// The speed of a particle from its squared length in double, as a float.
+// Monotonic in the squared length, so the extremes of the speeds are the
+// speeds of the extremes of the squared lengths.
+float speedOf(const double& length2) { return static_cast<float>(std::sqrt(length2)); }
 
 // Cell coordinates of p, truncated toward zero, as floats.
 Vector3<float> truncatedCellCoordinates(const Grid& grid, const Vector3<float>& p) {
@@ -57,31 +62,33 @@ void AdvectionPass::run(MAC_LBM_Fluid3& fluid, const unsigned int& threadCount) 
     for (uint32_t t = 0; t < workers; ++t) {
         perThread[t].removedIds.clear();
         perThread[t].lost.clear();
-        perThread[t].minSpeed = FLT_MAX;
-        perThread[t].maxSpeed = -FLT_MAX;
+        // NaN squared lengths are skipped, as NaN speeds were.
+        perThread[t].minSpeed2 = HUGE_VAL;
+        perThread[t].maxSpeed2 = -HUGE_VAL;
     }
 
     MAC_ParticleSystem3& system = fluid.ref_MAC_ParticleSystem();
     const Grid& grid = fluid.getGrid();
-    const VelocitySampler velocityAt(grid);
-    if (system.getParticlesCount() > 0)
+    if (system.getParticlesCount() > 0) {
+        sampleCells(grid, samples, threadCount);
+        const SampledVelocitySampler velocityAt(grid, CellSampleLookup{samples.data()});
         runParallel(
             system.getParticlesArray(),
             [&](const unsigned int& t, MAC_Particle3* particle) {
                 Scratch& mine = perThread[t];
                 const Vector3<float> offset = velocityAt.offsetOf(particle->position);
-                const LBM_Cell3<float>* cell = velocityAt.cellAtOffset(offset);
-                if (cell == nullptr) return;
+                const CellSample* cell = velocityAt.cellAtOffset(offset);
+                if (cell == nullptr || !cell->hasCell()) return;
 
                 if (cell->isFluid()) {
                     // The sample's fallback is the velocity of p's own cell.
                     moveWithSampler(velocityAt, grid,
-                                 velocityAt.sample(particle->position, offset, cell->getVelocity()), *particle);
+                                    velocityAt.sample(particle->position, offset, cell->getVelocity()), *particle);
                     const Vector3<float>& v = particle->velocity;
-                    const float speed = static_cast<float>(
-                        std::sqrt(double(v.x) * double(v.x) + double(v.y) * double(v.y) + double(v.z) * double(v.z)));
-                    mine.minSpeed = std::min(mine.minSpeed, speed);
-                    mine.maxSpeed = std::max(mine.maxSpeed, speed);
+                    const double length2 =
+                        double(v.x) * double(v.x) + double(v.y) * double(v.y) + double(v.z) * double(v.z);
+                    mine.minSpeed2 = std::min(mine.minSpeed2, length2);
+                    mine.maxSpeed2 = std::max(mine.maxSpeed2, length2);
                 } else if (cell->isSolid()) {
                     // Push the particle one unit into the liquid neighbour that
                     // best follows the solid's motion (first one on a tie).
@@ -110,6 +117,7 @@ void AdvectionPass::run(MAC_LBM_Fluid3& fluid, const unsigned int& threadCount) 
                 }
             },
             threadCount);
+    }
 
     collectDeepCells(fluid, threadCount);
     removedIds.clear();
@@ -126,12 +134,34 @@ void AdvectionPass::run(MAC_LBM_Fluid3& fluid, const unsigned int& threadCount) 
         minSpeed = FLT_MAX;
         maxSpeed = -FLT_MAX;
         for (uint32_t t = 0; t < workers; ++t) {
-            minSpeed = std::min(minSpeed, perThread[t].minSpeed);
-            maxSpeed = std::max(maxSpeed, perThread[t].maxSpeed);
+            minSpeed = std::min(minSpeed, speedOf(perThread[t].minSpeed2));
+            maxSpeed = std::max(maxSpeed, speedOf(perThread[t].maxSpeed2));
         }
     }
     system.setMinSpeed(minSpeed);
     system.setMaxSpeed(maxSpeed);
+}
+
+void AdvectionPass::sampleCells(const SolverGrid& grid, Array<CellSample>& samples, const unsigned int& threadCount) {
+    // One entry per grid pointer, so that the sampler's clamped lookups land
+    // on the same entries as on the grid.
+    const uint32_t count = grid.getCells().size();
+    if (samples.size() != count) samples.resize(count);
+    const LBM_Cell3<float>* const* const cells = grid.getCells().data();
+    CellSample* const out = samples.data();
+    runParallelIndices(
+        count,
+        [&](const unsigned int&, uint32_t index) {
+            const LBM_Cell3<float>* cell = cells[index];
+            CellSample& sample = out[index];
+            if (cell == nullptr) {
+                sample.type = CellSample::kNoCell;
+                return;
+            }
+            sample.type = cell->getType();
+            sample.velocity = cell->getVelocity();
+        },
+        threadCount);
 }
 
 void AdvectionPass::collectDeepCells(MAC_LBM_Fluid3& fluid, const unsigned int& threadCount) {
@@ -193,14 +223,14 @@ namespace {
 
 // AdvectionPass::moveWithFlow with the cell lookups of a sampler built for
 // the pass.
-void moveWithSampler(const VelocitySampler& cells, const Grid& grid, const Vector3<float>& velocity,
-                     MAC_Particle3& particle) {
+template <class Sampler>
+void moveWithSampler(const Sampler& cells, const Grid& grid, const Vector3<float>& velocity, MAC_Particle3& particle) {
     const Vector3<float> oldPosition = particle.position;
     const Vector3<float> oldVelocity = particle.velocity;
     particle.velocity = velocity;
     particle.position = oldPosition + velocity;
 
-    const LBM_Cell3<float>* landed = cells.cellAt(particle.position);
+    const auto landed = cells.cellAt(particle.position);
     if (landed == nullptr || !landed->isSolid()) return;
 
     // Reflect the step about the direction of the cell change.
@@ -214,7 +244,7 @@ void moveWithSampler(const VelocitySampler& cells, const Grid& grid, const Vecto
     particle.velocity = reflected;
     particle.position = oldPosition + reflected;
 
-    const LBM_Cell3<float>* bounced = cells.cellAt(particle.position);
+    const auto bounced = cells.cellAt(particle.position);
     if (bounced != nullptr && bounced->isSolid()) {
         particle.position = oldPosition;
         particle.velocity = oldVelocity;
