@@ -119,12 +119,18 @@ void AdvectionPass::run(MAC_LBM_Fluid3& fluid, const unsigned int& threadCount) 
             threadCount);
     }
 
-    collectDeepCells(fluid, threadCount);
+    // The deep cells are only wanted for lost particles, which are rare: a
+    // sub-step without one neither looks for them nor draws a number.
+    uint32_t lostCount = 0;
+    for (uint32_t t = 0; t < workers; ++t) lostCount += perThread[t].lost.size();
     removedIds.clear();
-    if (deepCells.empty())
-        appendLostIds(perThread, workers);
-    else
-        reseedLostParticles(fluid, threadCount);
+    if (lostCount > 0) {
+        collectDeepCells(fluid, threadCount);
+        if (deepCells.empty())
+            appendLostIds(perThread, workers);
+        else
+            reseedLostParticles(fluid, threadCount);
+    }
     appendInWorkerOrder(removedIds, perThread, workers, &Scratch::removedIds);
     if (!removedIds.empty()) system.remove(removedIds);
 
