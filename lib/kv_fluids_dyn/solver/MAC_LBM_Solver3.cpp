@@ -165,8 +165,8 @@ void MAC_LBM_Solver3::subStep(MAC_LBM_Fluid3& fluid) {
         work->cellLists.run(fluid, threads);
         // The liquid list holds exactly the fluid and interface cells in grid
         // order, so this is computeRhoAndMass's density sum without a second
-        // walk over the grid.
-        rhoBefore = liquidDensitySum(fluid.getArrLiquidCells());
+        // walk over the grid; the pass copied the densities in list order.
+        rhoBefore = work->cellLists.liquidDensitySum();
     }
     {
         PassClock clock(passTimes, P::Epsilon);
@@ -201,7 +201,8 @@ void MAC_LBM_Solver3::subStep(MAC_LBM_Fluid3& fluid) {
     float rhoAfter;
     {
         PassClock clock(passTimes, P::DensityAfter);
-        rhoAfter = liquidDensitySumAfterRelabel(fluid.getArrLiquidCells(), work->relabel.createdCells());
+        rhoAfter = liquidDensitySumAfterRelabel(fluid.getArrLiquidCells(), work->relabel.createdCells(),
+                                                work->listedDensities, threads);
     }
     {
         PassClock clock(passTimes, P::Distribute);

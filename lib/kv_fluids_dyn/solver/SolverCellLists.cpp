@@ -13,7 +13,9 @@ void CellListsPass::run(MAC_LBM_Fluid3& fluid, const unsigned int& threads) {
         lists[t].interface.clear();
         lists[t].solid.clear();
         lists[t].sink.clear();
+        lists[t].density.clear();
     }
+    lastWorkers = workers;
 
     LBM_Cell3<float>* const* const cells = fluid.getGrid().getCells().data();
     runParallelIndices(
@@ -34,6 +36,7 @@ void CellListsPass::run(MAC_LBM_Fluid3& fluid, const unsigned int& threads) {
                     [[fallthrough]];
                 case LBM_CELL_FLUID:
                     mine.liquid.push_back(static_cast<LBM_Q19_MAC_Cell3F*>(cell));
+                    mine.density.push_back(static_cast<LBM_Q19_MAC_Cell3F*>(cell)->getDensity());
                     break;
                 default:
                     break;
@@ -45,6 +48,12 @@ void CellListsPass::run(MAC_LBM_Fluid3& fluid, const unsigned int& threads) {
     mergeInWorkerOrder(fluid.refArrInterfaceCells(), lists, workers, &Lists::interface);
     mergeInWorkerOrder(fluid.refArrSolidCells(), lists, workers, &Lists::solid);
     mergeInWorkerOrder(fluid.refArrSinkCells(), lists, workers, &Lists::sink);
+}
+
+float CellListsPass::liquidDensitySum() const {
+    float sum = 0.0f;
+    forEachInWorkerOrder(perWorker.records(), lastWorkers, &Lists::density, [&sum](const float& d) { sum += d; });
+    return sum;
 }
 
 void CellListsPass::runSolids(MAC_LBM_Fluid3& fluid, const unsigned int& threads) {

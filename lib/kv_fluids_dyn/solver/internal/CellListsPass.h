@@ -14,10 +14,19 @@ namespace kelvar::fluid {
 // Input: the grid. Output: the fluid's four lists (run) or its solid list
 // alone (runSolids). Each worker lists the cells of its contiguous range of
 // grid positions; the lists are merged in worker order.
+//
+// run() also copies the liquid cells' densities in list order, while it
+// has the cells at hand, so that the density sum over the liquid list
+// (liquidDensitySum) walks dense floats instead of the cells.
 class CellListsPass {
 public:
     void run(MAC_LBM_Fluid3& fluid, const unsigned int& threads);
     void runSolids(MAC_LBM_Fluid3& fluid, const unsigned int& threads);
+
+    // The density sum over the liquid list of the last run(), one float at
+    // a time in list order: the same bits as liquidDensitySum of that list,
+    // as long as no density has changed since.
+    float liquidDensitySum() const;
 
 private:
     struct alignas(64) Lists {
@@ -25,9 +34,11 @@ private:
         LiquidCells interface;
         SolidCells solid;
         SinkCells sink;
+        Array<float> density;
     };
 
     PerWorker<Lists> perWorker;
+    uint32_t lastWorkers = 0;
 };
 
 }  // namespace kelvar::fluid

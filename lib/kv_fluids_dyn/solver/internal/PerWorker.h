@@ -21,12 +21,15 @@ public:
     // The records of `threads` workers (0 counts as 1), grown on demand.
     T* forWorkers(const unsigned int& threads) {
         const uint32_t needed = std::max(threads, 1u);
-        if (records.size() < needed) records.resize(needed);
-        return records.data();
+        if (records_.size() < needed) records_.resize(needed);
+        return records_.data();
     }
 
+    // The records as they stand, for reading after a pass.
+    const T* records() const { return records_.data(); }
+
 private:
-    Array<T> records;
+    Array<T> records_;
 };
 
 // The workers' count, as the passes run it: 0 threads is one worker.
