@@ -24,6 +24,9 @@ constexpr double kCosPi = -1.0;
 constexpr double kDrawToTurn = 3.0517578125e-5;
 constexpr double kTwoPi = 2.0 * std::numbers::pi;
 
+// Particles that sample their velocities before any of them moves.
+constexpr uint32_t kAdvectionBatch = 16;
+
 // Cells that a deep interior cell must not touch: interface cells and solids.
 constexpr unsigned short kNearSurfaceOrWall = MAC_FLAG_NEAR_INTERFACE | MAC_FLAG_NEIGHBOUR_MARK;
 
@@ -72,48 +75,75 @@ void AdvectionPass::run(MAC_LBM_Fluid3& fluid, const unsigned int& threadCount) 
     if (system.getParticlesCount() > 0) {
         sampleCells(grid, samples, threadCount);
         const SampledVelocitySampler velocityAt(grid, CellSampleLookup{samples.data()});
-        runParallel(
-            system.getParticlesArray(),
-            [&](const unsigned int& t, MAC_Particle3* particle) {
-                Scratch& mine = perThread[t];
-                const Vector3<float> offset = velocityAt.offsetOf(particle->position);
-                const CellSample* cell = velocityAt.cellAtOffset(offset);
-                if (cell == nullptr || !cell->hasCell()) return;
-
-                if (cell->isFluid()) {
-                    // The sample's fallback is the velocity of p's own cell.
-                    moveWithSampler(velocityAt, grid,
-                                    velocityAt.sample(particle->position, offset, cell->getVelocity()), *particle);
-                    const Vector3<float>& v = particle->velocity;
-                    const double length2 =
-                        double(v.x) * double(v.x) + double(v.y) * double(v.y) + double(v.z) * double(v.z);
-                    mine.minSpeed2 = std::min(mine.minSpeed2, length2);
-                    mine.maxSpeed2 = std::max(mine.maxSpeed2, length2);
-                } else if (cell->isSolid()) {
-                    // Push the particle one unit into the liquid neighbour that
-                    // best follows the solid's motion (first one on a tie).
-                    Tuple3<unsigned int> ijk;
-                    grid.locate(particle->position, ijk);
-                    MovingNeighbours& neighbours = mine.neighbours;
-                    fluid.getNeighborCells(ijk, grid, neighbours);
-                    int best = -1;
-                    float bestAlignment = 0.0f;
-                    for (uint32_t m = 0; m < neighbours.size(); ++m) {
-                        if (neighbours[m] == nullptr || !neighbours[m]->isFluid()) continue;
-                        const float alignment = q19::kVelocity[m + 1].dot(cell->getVelocity());
-                        if (best < 0 || alignment > bestAlignment) {
-                            best = int(m);
-                            bestAlignment = alignment;
-                        }
+        // A particle outside the liquid: pushed out of a solid, or lost.
+        const auto leaveNonLiquid = [&](Scratch& mine, MAC_Particle3* particle, const CellSample* cell) {
+            if (cell->isSolid()) {
+                // Push the particle one unit into the liquid neighbour that
+                // best follows the solid's motion (first one on a tie).
+                Tuple3<unsigned int> ijk;
+                grid.locate(particle->position, ijk);
+                MovingNeighbours& neighbours = mine.neighbours;
+                fluid.getNeighborCells(ijk, grid, neighbours);
+                int best = -1;
+                float bestAlignment = 0.0f;
+                for (uint32_t m = 0; m < neighbours.size(); ++m) {
+                    if (neighbours[m] == nullptr || !neighbours[m]->isFluid()) continue;
+                    const float alignment = q19::kVelocity[m + 1].dot(cell->getVelocity());
+                    if (best < 0 || alignment > bestAlignment) {
+                        best = int(m);
+                        bestAlignment = alignment;
                     }
-                    if (best < 0) {
-                        mine.removedIds.push_back(particle->id);
-                    } else {
-                        particle->velocity = q19::kVelocity[best + 1];
-                        particle->position += q19::kVelocity[best + 1];
-                    }
+                }
+                if (best < 0) {
+                    mine.removedIds.push_back(particle->id);
                 } else {
-                    mine.lost.push_back(particle);
+                    particle->velocity = q19::kVelocity[best + 1];
+                    particle->position += q19::kVelocity[best + 1];
+                }
+            } else {
+                mine.lost.push_back(particle);
+            }
+        };
+
+        // Particles go in batches: first every particle of the batch samples
+        // its velocity, then every one moves. Each sample reads only cells,
+        // so the samples of a batch are independent and their long chains
+        // of loads and arithmetic overlap; the moves, removals and losses
+        // happen in particle order as before.
+        MAC_Particle3* const* const particles = system.getParticlesArray().data();
+        runParallelRanges(
+            system.getParticlesArray().size(),
+            [&](const WorkRange& range) {
+                Scratch& mine = perThread[range.threadIndex];
+                const CellSample* cellOf[kAdvectionBatch];
+                Vector3<float> velocity[kAdvectionBatch];
+                const uint32_t end = range.first + range.count;
+                for (uint32_t first = range.first; first < end; first += kAdvectionBatch) {
+                    const uint32_t count = std::min(kAdvectionBatch, end - first);
+                    for (uint32_t b = 0; b < count; ++b) {
+                        const Vector3<float>& p = particles[first + b]->position;
+                        const Vector3<float> offset = velocityAt.offsetOf(p);
+                        const CellSample* cell = velocityAt.cellAtOffset(offset);
+                        cellOf[b] = cell;
+                        // The sample's fallback is the velocity of p's own cell.
+                        if (cell != nullptr && cell->isFluid())
+                            velocity[b] = velocityAt.sample(p, offset, cell->getVelocity());
+                    }
+                    for (uint32_t b = 0; b < count; ++b) {
+                        const CellSample* cell = cellOf[b];
+                        if (cell == nullptr || !cell->hasCell()) continue;
+                        MAC_Particle3* particle = particles[first + b];
+                        if (!cell->isFluid()) {
+                            leaveNonLiquid(mine, particle, cell);
+                            continue;
+                        }
+                        moveWithSampler(velocityAt, grid, velocity[b], *particle);
+                        const Vector3<float>& v = particle->velocity;
+                        const double length2 =
+                            double(v.x) * double(v.x) + double(v.y) * double(v.y) + double(v.z) * double(v.z);
+                        mine.minSpeed2 = std::min(mine.minSpeed2, length2);
+                        mine.maxSpeed2 = std::max(mine.maxSpeed2, length2);
+                    }
                 }
             },
             threadCount);
