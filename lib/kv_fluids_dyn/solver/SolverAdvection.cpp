@@ -7,6 +7,7 @@
 #include "kv_fluids_dyn/lattice/LBM_Q19_Constants.h"
 #include "kv_fluids_dyn/parallel/RunParallel.h"
 #include "kv_fluids_dyn/solver/internal/AdvectionPass.h"
+#include "kv_fluids_dyn/solver/internal/GridBlocks.h"
 #include "kv_fluids_dyn/solver/internal/VelocitySampler.h"
 
 namespace kelvar::fluid {
@@ -185,17 +186,21 @@ void AdvectionPass::sampleCells(const SolverGrid& grid, Array<CellSample>& sampl
     if (samples.size() != count) samples.resize(count);
     const LBM_Cell3<float>* const* const cells = grid.getCells().data();
     CellSample* const out = samples.data();
-    runParallelIndices(
+    // In blocks dealt to the workers in turn, since the cells that cost a
+    // load are the liquid ones, which may sit at one end of the grid.
+    runGridBlocks(
         count,
-        [&](const unsigned int&, uint32_t index) {
-            const LBM_Cell3<float>* cell = cells[index];
-            CellSample& sample = out[index];
-            if (cell == nullptr) {
-                sample.type = CellSample::kNoCell;
-                return;
+        [&](const unsigned int&, uint32_t, const GridBlock& block) {
+            for (uint32_t index = block.first; index < block.end; ++index) {
+                const LBM_Cell3<float>* cell = cells[index];
+                CellSample& sample = out[index];
+                if (cell == nullptr) {
+                    sample.type = CellSample::kNoCell;
+                    continue;
+                }
+                sample.type = cell->getType();
+                sample.velocity = cell->getVelocity();
             }
-            sample.type = cell->getType();
-            sample.velocity = cell->getVelocity();
         },
         threadCount);
 }

@@ -12,8 +12,9 @@ namespace kelvar::fluid {
 // dense arrays instead of the grid.
 //
 // Input: the grid. Output: the fluid's four lists (run) or its solid list
-// alone (runSolids). Each worker lists the cells of its contiguous range of
-// grid positions; the lists are merged in worker order.
+// alone (runSolids). The grid positions go in fixed blocks dealt to the
+// workers in turn (GridBlocks.h); each block lists its own cells, and the
+// blocks' lists are joined in block order, which is grid order.
 //
 // run() also copies the liquid cells' densities in list order, while it
 // has the cells at hand, so that the density sum over the liquid list
@@ -37,8 +38,10 @@ private:
         Array<float> density;
     };
 
-    PerWorker<Lists> perWorker;
-    uint32_t lastWorkers = 0;
+    // The blocks' lists, emptied; their storage is kept between runs.
+    Lists* clearedBlocks();
+
+    Array<Lists> blocks;
 };
 
 }  // namespace kelvar::fluid

@@ -21,15 +21,12 @@ public:
     // The records of `threads` workers (0 counts as 1), grown on demand.
     T* forWorkers(const unsigned int& threads) {
         const uint32_t needed = std::max(threads, 1u);
-        if (records_.size() < needed) records_.resize(needed);
-        return records_.data();
+        if (records.size() < needed) records.resize(needed);
+        return records.data();
     }
 
-    // The records as they stand, for reading after a pass.
-    const T* records() const { return records_.data(); }
-
 private:
-    Array<T> records_;
+    Array<T> records;
 };
 
 // The workers' count, as the passes run it: 0 threads is one worker.
