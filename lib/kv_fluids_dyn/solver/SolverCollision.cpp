@@ -54,10 +54,8 @@ void collideLiquidCells(LiquidCells& liquid, const MAC_LBM_SolverContext3& conte
                 for (LBM_Q19_MAC_Cell3F* cell : {cells[n], cells[n + 1], cells[n + 2], cells[n + 3]})
                     limitCellSpeed(*cell, maxSpeed, maxSpeed2);
                 LBM_Q19_Cell3<float>::collision4(group, viscosity);
-                for (LBM_Q19_Cell3<float>* cell : group) {
-                    cell->updateDensity();
-                    cell->updateVelocity();
-                }
+                // Liquid cells keep the lattice cell's moments.
+                LBM_Q19_Cell3<float>::updateMoments4(group);
             }
             for (; n < end; ++n) {
                 limitCellSpeed(*cells[n], maxSpeed, maxSpeed2);
