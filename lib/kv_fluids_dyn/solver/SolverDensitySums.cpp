@@ -3,8 +3,6 @@
 #include <cfloat>
 #include <cstdint>
 
-#include "kv_fluids_dyn/parallel/RunParallel.h"
-
 namespace kelvar::fluid {
 
 float liquidDensitySum(const LiquidCells& cells) {
@@ -22,38 +20,6 @@ float liquidDensitySumAfterRelabel(const LiquidCells& listed, const LiquidCells&
         for (; c < createdCount && created[c]->getGridMonoindex() < cell->getGridMonoindex(); ++c)
             if (created[c]->isFluid()) sum += created[c]->getDensity();
         sum += cell->getDensity();
-    }
-    for (; c < createdCount; ++c)
-        if (created[c]->isFluid()) sum += created[c]->getDensity();
-    return sum;
-}
-
-float liquidDensitySumAfterRelabel(const LiquidCells& listed, const LiquidCells& created,
-                                   Array<ListedDensity>& scratch, const unsigned int& threads) {
-    const uint32_t count = listed.size();
-    if (scratch.size() < count) scratch.resize(count);
-    ListedDensity* const out = scratch.data();
-    const LBM_Q19_MAC_Cell3F* const* const cells = listed.data();
-    runParallelIndices(
-        count,
-        [&](const unsigned int&, uint32_t i) {
-            const LBM_Q19_MAC_Cell3F* cell = cells[i];
-            out[i].liquid = cell->isFluid();
-            if (!out[i].liquid) return;
-            out[i].index = cell->getGridMonoindex();
-            out[i].density = cell->getDensity();
-        },
-        threads);
-
-    float sum = 0.0f;
-    uint32_t c = 0;
-    const uint32_t createdCount = created.size();
-    for (uint32_t i = 0; i < count; ++i) {
-        const ListedDensity& cell = out[i];
-        if (!cell.liquid) continue;
-        for (; c < createdCount && created[c]->getGridMonoindex() < cell.index; ++c)
-            if (created[c]->isFluid()) sum += created[c]->getDensity();
-        sum += cell.density;
     }
     for (; c < createdCount; ++c)
         if (created[c]->isFluid()) sum += created[c]->getDensity();

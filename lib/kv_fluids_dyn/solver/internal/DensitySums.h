@@ -1,8 +1,5 @@
 #pragma once
 
-#include <cstdint>
-
-#include "kv_basic/Array.h"
 #include "kv_basic/Tuple.h"
 #include "kv_fluids_dyn/solver/internal/SolverTypes.h"
 
@@ -21,17 +18,6 @@ float liquidDensitySum(const LiquidCells& cells);
 // (grid order too); merged by grid index, the same cells are summed in the
 // same order as a walk over the grid would.
 float liquidDensitySumAfterRelabel(const LiquidCells& listed, const LiquidCells& created);
-
-// The same sum, with the listed cells' types, grid indices and densities
-// read by `threads` workers into `scratch` first; only the merge and the
-// additions, over that dense copy, run on one thread, in the same order.
-struct ListedDensity {
-    uint32_t index;
-    float density;
-    bool liquid;
-};
-float liquidDensitySumAfterRelabel(const LiquidCells& listed, const LiquidCells& created,
-                                   Array<ListedDensity>& scratch, const unsigned int& threads);
 
 // Density and mass sums over the grid's liquid cells, in grid order.
 Tuple2<float, float> gridDensityAndMass(const SolverGrid& grid);

@@ -2,7 +2,6 @@
 
 #include "kv_fluids_dyn/solver/internal/AdvectionPass.h"
 #include "kv_fluids_dyn/solver/internal/CellListsPass.h"
-#include "kv_fluids_dyn/solver/internal/DensitySums.h"
 #include "kv_fluids_dyn/solver/internal/InterfacePass.h"
 #include "kv_fluids_dyn/solver/internal/RelabelPass.h"
 #include "kv_fluids_dyn/solver/internal/StreamPass.h"
@@ -21,8 +20,6 @@ struct SolverWorkspace {
     AdvectionPass advection;
     RelabelPass relabel;
     DistributePass distribute;
-    // The density sum after the relabelling gathers the listed cells here.
-    Array<ListedDensity> listedDensities;
 };
 
 }  // namespace kelvar::fluid
