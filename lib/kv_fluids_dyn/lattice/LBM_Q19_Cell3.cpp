@@ -549,6 +549,31 @@ void LBM_Q19_Cell3<T>::collision4(LBM_Q19_Cell3* const (&cells)[4], const T& nu)
 }
 
 template <class T>
+void LBM_Q19_Cell3<T>::updateMoments4(LBM_Q19_Cell3* const (&cells)[4]) {
+    static_assert(std::is_same_v<T, float>, "four lanes of float");
+    float* const slots[4] = {cells[0]->pdfs, cells[1]->pdfs, cells[2]->pdfs, cells[3]->pdfs};
+    Float4 lanes[kDirectionCount];
+    gatherLanes(slots, lanes);
+    // computeDensity's sum, which velocityOf repeats in the same order.
+    Float4 rho(0.0f);
+    for (unsigned int i = 0; i < kDirectionCount; ++i) rho += lanes[i];
+    constexpr unsigned int kAllLanes = 0xFu;
+    if ((rho - rho).zeroLanes() != kAllLanes) {
+        // A non-finite slot: the full sums, one cell at a time.
+        for (LBM_Q19_Cell3* cell : cells) {
+            cell->LBM_Q19_Cell3::updateDensity();
+            cell->LBM_Q19_Cell3::updateVelocity();
+        }
+        return;
+    }
+    const Vector3<Float4> u = q19::sparseFirstMoment(lanes) / rho;
+    for (unsigned int c = 0; c < 4; ++c) {
+        cells[c]->density = laneOf(rho, c);
+        cells[c]->velocity = Vector3<float>(laneOf(u.x, c), laneOf(u.y, c), laneOf(u.z, c));
+    }
+}
+
+template <class T>
 Vector3<T> LBM_Q19_Cell3<T>::velocityOf(const T* values) {
     T rho = T(0);
     for (unsigned int i = 0; i < kDirectionCount; ++i) rho += values[i];

@@ -173,11 +173,11 @@ void MAC_LBM_Solver3::subStep(MAC_LBM_Fluid3& fluid) {
         work->cellLists.run(fluid, threads);
         // The liquid list holds exactly the fluid and interface cells in grid
         // order, so this is computeRhoAndMass's density sum without a second
-        // walk over the grid.
+        // walk over the grid; the pass copied the densities in list order.
         if (conserveMass)
             massBefore = liquidMassSum(fluid.getArrLiquidCells());
         else
-            rhoBefore = liquidDensitySum(fluid.getArrLiquidCells());
+            rhoBefore = work->cellLists.liquidDensitySum();
     }
     {
         PassClock clock(passTimes, P::Epsilon);

@@ -7,6 +7,7 @@
 #include "kv_fluids_dyn/lattice/LBM_Q19_Constants.h"
 #include "kv_fluids_dyn/parallel/RunParallel.h"
 #include "kv_fluids_dyn/solver/internal/AdvectionPass.h"
+#include "kv_fluids_dyn/solver/internal/GridBlocks.h"
 #include "kv_fluids_dyn/solver/internal/VelocitySampler.h"
 
 namespace kelvar::fluid {
@@ -24,11 +25,19 @@ constexpr double kCosPi = -1.0;
 constexpr double kDrawToTurn = 3.0517578125e-5;
 constexpr double kTwoPi = 2.0 * std::numbers::pi;
 
+// Particles that sample their velocities before any of them moves.
+constexpr uint32_t kAdvectionBatch = 16;
+
 // Cells that a deep interior cell must not touch: interface cells and solids.
 constexpr unsigned short kNearSurfaceOrWall = MAC_FLAG_NEAR_INTERFACE | MAC_FLAG_NEIGHBOUR_MARK;
 
-void moveWithSampler(const VelocitySampler& cells, const Grid& grid, const Vector3<float>& velocity,
-                     MAC_Particle3& particle);
+template <class Sampler>
+void moveWithSampler(const Sampler& cells, const Grid& grid, const Vector3<float>& velocity, MAC_Particle3& particle);
+
+// The speed of a particle from its squared length in double, as a float.
+// Monotonic in the squared length, so the extremes of the speeds are the
+// speeds of the extremes of the squared lengths.
+float speedOf(const double& length2) { return static_cast<float>(std::sqrt(length2)); }
 
 // Cell coordinates of p, truncated toward zero, as floats.
 Vector3<float> truncatedCellCoordinates(const Grid& grid, const Vector3<float>& p) {
@@ -57,66 +66,102 @@ void AdvectionPass::run(MAC_LBM_Fluid3& fluid, const unsigned int& threadCount) 
     for (uint32_t t = 0; t < workers; ++t) {
         perThread[t].removedIds.clear();
         perThread[t].lost.clear();
-        perThread[t].minSpeed = FLT_MAX;
-        perThread[t].maxSpeed = -FLT_MAX;
+        // NaN squared lengths are skipped, as NaN speeds were.
+        perThread[t].minSpeed2 = HUGE_VAL;
+        perThread[t].maxSpeed2 = -HUGE_VAL;
     }
 
     MAC_ParticleSystem3& system = fluid.ref_MAC_ParticleSystem();
     const Grid& grid = fluid.getGrid();
-    const VelocitySampler velocityAt(grid);
-    if (system.getParticlesCount() > 0)
-        runParallel(
-            system.getParticlesArray(),
-            [&](const unsigned int& t, MAC_Particle3* particle) {
-                Scratch& mine = perThread[t];
-                const Vector3<float> offset = velocityAt.offsetOf(particle->position);
-                const LBM_Cell3<float>* cell = velocityAt.cellAtOffset(offset);
-                if (cell == nullptr) return;
-
-                if (cell->isFluid()) {
-                    // The sample's fallback is the velocity of p's own cell.
-                    moveWithSampler(velocityAt, grid,
-                                 velocityAt.sample(particle->position, offset, cell->getVelocity()), *particle);
-                    const Vector3<float>& v = particle->velocity;
-                    const float speed = static_cast<float>(
-                        std::sqrt(double(v.x) * double(v.x) + double(v.y) * double(v.y) + double(v.z) * double(v.z)));
-                    mine.minSpeed = std::min(mine.minSpeed, speed);
-                    mine.maxSpeed = std::max(mine.maxSpeed, speed);
-                } else if (cell->isSolid()) {
-                    // Push the particle one unit into the liquid neighbour that
-                    // best follows the solid's motion (first one on a tie).
-                    Tuple3<unsigned int> ijk;
-                    grid.locate(particle->position, ijk);
-                    MovingNeighbours& neighbours = mine.neighbours;
-                    fluid.getNeighborCells(ijk, grid, neighbours);
-                    int best = -1;
-                    float bestAlignment = 0.0f;
-                    for (uint32_t m = 0; m < neighbours.size(); ++m) {
-                        if (neighbours[m] == nullptr || !neighbours[m]->isFluid()) continue;
-                        const float alignment = q19::kVelocity[m + 1].dot(cell->getVelocity());
-                        if (best < 0 || alignment > bestAlignment) {
-                            best = int(m);
-                            bestAlignment = alignment;
-                        }
+    if (system.getParticlesCount() > 0) {
+        sampleCells(grid, samples, threadCount);
+        const SampledVelocitySampler velocityAt(grid, CellSampleLookup{samples.data()});
+        // A particle outside the liquid: pushed out of a solid, or lost.
+        const auto leaveNonLiquid = [&](Scratch& mine, MAC_Particle3* particle, const CellSample* cell) {
+            if (cell->isSolid()) {
+                // Push the particle one unit into the liquid neighbour that
+                // best follows the solid's motion (first one on a tie).
+                Tuple3<unsigned int> ijk;
+                grid.locate(particle->position, ijk);
+                MovingNeighbours& neighbours = mine.neighbours;
+                fluid.getNeighborCells(ijk, grid, neighbours);
+                int best = -1;
+                float bestAlignment = 0.0f;
+                for (uint32_t m = 0; m < neighbours.size(); ++m) {
+                    if (neighbours[m] == nullptr || !neighbours[m]->isFluid()) continue;
+                    const float alignment = q19::kVelocity[m + 1].dot(cell->getVelocity());
+                    if (best < 0 || alignment > bestAlignment) {
+                        best = int(m);
+                        bestAlignment = alignment;
                     }
-                    if (best < 0) {
-                        mine.removedIds.push_back(particle->id);
-                    } else {
-                        particle->velocity = q19::kVelocity[best + 1];
-                        particle->position += q19::kVelocity[best + 1];
-                    }
+                }
+                if (best < 0) {
+                    mine.removedIds.push_back(particle->id);
                 } else {
-                    mine.lost.push_back(particle);
+                    particle->velocity = q19::kVelocity[best + 1];
+                    particle->position += q19::kVelocity[best + 1];
+                }
+            } else {
+                mine.lost.push_back(particle);
+            }
+        };
+
+        // Particles go in batches: first every particle of the batch samples
+        // its velocity, then every one moves. Each sample reads only cells,
+        // so the samples of a batch are independent and their long chains
+        // of loads and arithmetic overlap; the moves, removals and losses
+        // happen in particle order as before.
+        MAC_Particle3* const* const particles = system.getParticlesArray().data();
+        runParallelRanges(
+            system.getParticlesArray().size(),
+            [&](const WorkRange& range) {
+                Scratch& mine = perThread[range.threadIndex];
+                const CellSample* cellOf[kAdvectionBatch];
+                Vector3<float> velocity[kAdvectionBatch];
+                const uint32_t end = range.first + range.count;
+                for (uint32_t first = range.first; first < end; first += kAdvectionBatch) {
+                    const uint32_t count = std::min(kAdvectionBatch, end - first);
+                    for (uint32_t b = 0; b < count; ++b) {
+                        const Vector3<float>& p = particles[first + b]->position;
+                        const Vector3<float> offset = velocityAt.offsetOf(p);
+                        const CellSample* cell = velocityAt.cellAtOffset(offset);
+                        cellOf[b] = cell;
+                        // The sample's fallback is the velocity of p's own cell.
+                        if (cell != nullptr && cell->isFluid())
+                            velocity[b] = velocityAt.sample(p, offset, cell->getVelocity());
+                    }
+                    for (uint32_t b = 0; b < count; ++b) {
+                        const CellSample* cell = cellOf[b];
+                        if (cell == nullptr || !cell->hasCell()) continue;
+                        MAC_Particle3* particle = particles[first + b];
+                        if (!cell->isFluid()) {
+                            leaveNonLiquid(mine, particle, cell);
+                            continue;
+                        }
+                        moveWithSampler(velocityAt, grid, velocity[b], *particle);
+                        const Vector3<float>& v = particle->velocity;
+                        const double length2 =
+                            double(v.x) * double(v.x) + double(v.y) * double(v.y) + double(v.z) * double(v.z);
+                        mine.minSpeed2 = std::min(mine.minSpeed2, length2);
+                        mine.maxSpeed2 = std::max(mine.maxSpeed2, length2);
+                    }
                 }
             },
             threadCount);
+    }
 
-    collectDeepCells(fluid, threadCount);
+    // The deep cells are only wanted for lost particles, which are rare: a
+    // sub-step without one neither looks for them nor draws a number.
+    uint32_t lostCount = 0;
+    for (uint32_t t = 0; t < workers; ++t) lostCount += perThread[t].lost.size();
     removedIds.clear();
-    if (deepCells.empty())
-        appendLostIds(perThread, workers);
-    else
-        reseedLostParticles(fluid, threadCount);
+    if (lostCount > 0) {
+        collectDeepCells(fluid, threadCount);
+        if (deepCells.empty())
+            appendLostIds(perThread, workers);
+        else
+            reseedLostParticles(fluid, threadCount);
+    }
     appendInWorkerOrder(removedIds, perThread, workers, &Scratch::removedIds);
     if (!removedIds.empty()) system.remove(removedIds);
 
@@ -126,12 +171,38 @@ void AdvectionPass::run(MAC_LBM_Fluid3& fluid, const unsigned int& threadCount) 
         minSpeed = FLT_MAX;
         maxSpeed = -FLT_MAX;
         for (uint32_t t = 0; t < workers; ++t) {
-            minSpeed = std::min(minSpeed, perThread[t].minSpeed);
-            maxSpeed = std::max(maxSpeed, perThread[t].maxSpeed);
+            minSpeed = std::min(minSpeed, speedOf(perThread[t].minSpeed2));
+            maxSpeed = std::max(maxSpeed, speedOf(perThread[t].maxSpeed2));
         }
     }
     system.setMinSpeed(minSpeed);
     system.setMaxSpeed(maxSpeed);
+}
+
+void AdvectionPass::sampleCells(const SolverGrid& grid, Array<CellSample>& samples, const unsigned int& threadCount) {
+    // One entry per grid pointer, so that the sampler's clamped lookups land
+    // on the same entries as on the grid.
+    const uint32_t count = grid.getCells().size();
+    if (samples.size() != count) samples.resize(count);
+    const LBM_Cell3<float>* const* const cells = grid.getCells().data();
+    CellSample* const out = samples.data();
+    // In blocks dealt to the workers in turn, since the cells that cost a
+    // load are the liquid ones, which may sit at one end of the grid.
+    runGridBlocks(
+        count,
+        [&](const unsigned int&, uint32_t, const GridBlock& block) {
+            for (uint32_t index = block.first; index < block.end; ++index) {
+                const LBM_Cell3<float>* cell = cells[index];
+                CellSample& sample = out[index];
+                if (cell == nullptr) {
+                    sample.type = CellSample::kNoCell;
+                    continue;
+                }
+                sample.type = cell->getType();
+                sample.velocity = cell->getVelocity();
+            }
+        },
+        threadCount);
 }
 
 void AdvectionPass::collectDeepCells(MAC_LBM_Fluid3& fluid, const unsigned int& threadCount) {
@@ -193,14 +264,14 @@ namespace {
 
 // AdvectionPass::moveWithFlow with the cell lookups of a sampler built for
 // the pass.
-void moveWithSampler(const VelocitySampler& cells, const Grid& grid, const Vector3<float>& velocity,
-                     MAC_Particle3& particle) {
+template <class Sampler>
+void moveWithSampler(const Sampler& cells, const Grid& grid, const Vector3<float>& velocity, MAC_Particle3& particle) {
     const Vector3<float> oldPosition = particle.position;
     const Vector3<float> oldVelocity = particle.velocity;
     particle.velocity = velocity;
     particle.position = oldPosition + velocity;
 
-    const LBM_Cell3<float>* landed = cells.cellAt(particle.position);
+    const auto landed = cells.cellAt(particle.position);
     if (landed == nullptr || !landed->isSolid()) return;
 
     // Reflect the step about the direction of the cell change.
@@ -214,7 +285,7 @@ void moveWithSampler(const VelocitySampler& cells, const Grid& grid, const Vecto
     particle.velocity = reflected;
     particle.position = oldPosition + reflected;
 
-    const LBM_Cell3<float>* bounced = cells.cellAt(particle.position);
+    const auto bounced = cells.cellAt(particle.position);
     if (bounced != nullptr && bounced->isSolid()) {
         particle.position = oldPosition;
         particle.velocity = oldVelocity;

@@ -5,6 +5,13 @@
 
 namespace kelvar::fluid {
 
+namespace {
+
+// How many cells ahead the walk over the listed cells fetches.
+constexpr uint32_t kAhead = 16;
+
+}  // namespace
+
 float liquidDensitySum(const LiquidCells& cells) {
     float sum = 0.0f;
     for (const LBM_Q19_MAC_Cell3F* cell : cells) sum += cell->getDensity();
@@ -15,7 +22,11 @@ float liquidDensitySumAfterRelabel(const LiquidCells& listed, const LiquidCells&
     float sum = 0.0f;
     uint32_t c = 0;
     const uint32_t createdCount = created.size();
-    for (const LBM_Q19_MAC_Cell3F* cell : listed) {
+    const uint32_t listedCount = listed.size();
+    for (uint32_t i = 0; i < listedCount; ++i) {
+        // One thread walks every listed cell: keep the next ones on the way.
+        if (i + kAhead < listedCount) __builtin_prefetch(listed[i + kAhead]);
+        const LBM_Q19_MAC_Cell3F* cell = listed[i];
         if (!cell->isFluid()) continue;
         for (; c < createdCount && created[c]->getGridMonoindex() < cell->getGridMonoindex(); ++c)
             if (created[c]->isFluid()) sum += created[c]->getDensity();

@@ -6,6 +6,7 @@
 #include "kv_fluids_dyn/solver/internal/PerWorker.h"
 #include "kv_fluids_dyn/solver/internal/SolverRandom.h"
 #include "kv_fluids_dyn/solver/internal/SolverTypes.h"
+#include "kv_fluids_dyn/solver/internal/VelocitySampler.h"
 
 namespace kelvar::fluid {
 
@@ -16,6 +17,12 @@ namespace kelvar::fluid {
 // re-seeded at a random spot of a deep liquid cell (a full cell with no
 // interface or solid neighbour). Afterwards the particle system carries the
 // speed range of the particles that moved with the flow.
+//
+// The particles read the cells through a dense copy of every grid
+// position's type and velocity (CellSample), taken at the start of the pass,
+// so that a particle's eight interpolation corners are four cache lines
+// rather than eight pointers to eight cells; the values are the cells' own,
+// so the results are those of the grid.
 //
 // Input: the fluid's grid with current velocities, its liquid list with the
 // flags of the last relabelling, the particles, and the generator state of
@@ -31,14 +38,20 @@ public:
     // the bounce off solids; what run() does for each such particle.
     static void moveWithFlow(const MAC_LBM_Fluid3& fluid, const Vector3<float>& velocity, MAC_Particle3& particle);
 
+    // Copies the type and velocity of every grid position into `samples`,
+    // one entry per grid pointer; what run() samples the velocities from.
+    static void sampleCells(const SolverGrid& grid, Array<CellSample>& samples, const unsigned int& threads);
+
 private:
     struct alignas(64) Scratch {
         MovingNeighbours neighbours;
         Array<unsigned int> removedIds;
         ArrayOfPtr<MAC_Particle3, KV_NO> lost;
         LiquidCells deep;
-        float minSpeed = 0.0f;
-        float maxSpeed = 0.0f;
+        // Extremes of the squared speeds in double, as the speeds are
+        // measured; the speeds themselves are taken once per pass.
+        double minSpeed2 = 0.0;
+        double maxSpeed2 = 0.0;
     };
 
     void collectDeepCells(MAC_LBM_Fluid3& fluid, const unsigned int& threads);
@@ -48,6 +61,7 @@ private:
     PerWorker<Scratch> perWorker;
     LiquidCells deepCells;
     Array<unsigned int> removedIds;
+    Array<CellSample> samples;
 };
 
 }  // namespace kelvar::fluid

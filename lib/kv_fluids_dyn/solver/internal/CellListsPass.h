@@ -12,12 +12,22 @@ namespace kelvar::fluid {
 // dense arrays instead of the grid.
 //
 // Input: the grid. Output: the fluid's four lists (run) or its solid list
-// alone (runSolids). Each worker lists the cells of its contiguous range of
-// grid positions; the lists are merged in worker order.
+// alone (runSolids). The grid positions go in fixed blocks dealt to the
+// workers in turn (GridBlocks.h); each block lists its own cells, and the
+// blocks' lists are joined in block order, which is grid order.
+//
+// run() also copies the liquid cells' densities in list order, while it
+// has the cells at hand, so that the density sum over the liquid list
+// (liquidDensitySum) walks dense floats instead of the cells.
 class CellListsPass {
 public:
     void run(MAC_LBM_Fluid3& fluid, const unsigned int& threads);
     void runSolids(MAC_LBM_Fluid3& fluid, const unsigned int& threads);
+
+    // The density sum over the liquid list of the last run(), one float at
+    // a time in list order: the same bits as liquidDensitySum of that list,
+    // as long as no density has changed since.
+    float liquidDensitySum() const;
 
 private:
     struct alignas(64) Lists {
@@ -25,9 +35,13 @@ private:
         LiquidCells interface;
         SolidCells solid;
         SinkCells sink;
+        Array<float> density;
     };
 
-    PerWorker<Lists> perWorker;
+    // The blocks' lists, emptied; their storage is kept between runs.
+    Lists* clearedBlocks();
+
+    Array<Lists> blocks;
 };
 
 }  // namespace kelvar::fluid

@@ -3,15 +3,50 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <type_traits>
 #if defined(__SSE2__)
 #include <emmintrin.h>
 #endif
 
 #include "kv_fluids_dyn/domain/Grid3.h"
 #include "kv_fluids_dyn/lattice/LBM_Cell3.h"
+#include "kv_fluids_dyn/lattice/LBM_CellType.h"
 #include "kv_math/Vector3.h"
 
 namespace kelvar::fluid {
+
+// What the particle advection needs of one grid position, copied out of the
+// cell into a dense array once per pass: its type and velocity. A position
+// without a cell has the type kNoCell, which is neither liquid nor solid.
+// Sixteen bytes, so that a sample is one aligned load and the eight corners
+// of an interpolation share four cache lines instead of eight cells.
+struct alignas(16) CellSample {
+    static constexpr uint32_t kNoCell = 0xFFu;
+
+    Vector3<float> velocity;
+    uint32_t type = kNoCell;
+
+    bool isFluid() const { return type == LBM_CELL_FLUID || type == LBM_CELL_INTERFACE; }
+    bool isSolid() const { return type == LBM_CELL_SOLID; }
+    bool hasCell() const { return type != kNoCell; }
+    const Vector3<float>& getVelocity() const { return velocity; }
+};
+static_assert(sizeof(CellSample) == 16);
+
+// Where a sampler finds the cell at a linear grid index: behind the grid's
+// pointers (null where there is no cell) ...
+struct GridCellLookup {
+    using Cell = const LBM_Cell3<float>*;
+    const LBM_Cell3<float>* const* cells;
+    Cell at(uint32_t index) const { return cells[index]; }
+};
+
+// ... or in a dense array of samples with one entry per grid pointer.
+struct CellSampleLookup {
+    using Cell = const CellSample*;
+    const CellSample* samples;
+    Cell at(uint32_t index) const { return samples + index; }
+};
 
 // Trilinear velocity sampling for the particle advection: the same
 // arithmetic, operation for operation, as LBM_Fluid3::evalVelocityAt, so the
@@ -19,13 +54,22 @@ namespace kelvar::fluid {
 // members and the cell lookups inlined, since the advection samples once per
 // particle and sub-step. On the usual grid of unit cells the eight corner
 // cells come from integer arithmetic that provably matches the float one.
-// Build one per pass, after the grid has its size.
-class VelocitySampler {
+// Build one per pass, after the grid has its size. Lookup says where the
+// cells come from (GridCellLookup or CellSampleLookup); the geometry and the
+// arithmetic do not depend on it.
+template <class Lookup>
+class BasicVelocitySampler {
 public:
     using Grid = Grid3<LBM_Cell3<float>, float>;
+    using Cell = typename Lookup::Cell;
 
-    explicit VelocitySampler(const Grid& grid)
-        : cells(grid.getCells().data()),
+    explicit BasicVelocitySampler(const Grid& grid)
+        requires std::is_same_v<Lookup, GridCellLookup>
+        : BasicVelocitySampler(grid, GridCellLookup{grid.getCells().data()}) {}
+
+    // `lookup` must answer for every index of the grid's pointer array.
+    BasicVelocitySampler(const Grid& grid, const Lookup& lookup)
+        : cells(lookup),
           nx(grid.getNx()),
           ny(grid.getNy()),
           nz(grid.getNz()),
@@ -97,16 +141,16 @@ public:
 
     // Cell that holds p, as Grid3::locate and Grid3::at find it; null
     // outside the grid.
-    const LBM_Cell3<float>* cellAt(const Vector3<float>& p) const { return cellAtOffset(offsetOf(p)); }
+    Cell cellAt(const Vector3<float>& p) const { return cellAtOffset(offsetOf(p)); }
 
     // p's offset from the grid's corner in cells.
     Vector3<float> offsetOf(const Vector3<float>& p) const { return (p - min).mul(invCellSize); }
 
     // Cell at an offset from offsetOf; null outside the grid.
-    const LBM_Cell3<float>* cellAtOffset(const Vector3<float>& q) const {
+    Cell cellAtOffset(const Vector3<float>& q) const {
         uint32_t index;
         if (!indexAtOffset(q, index)) return nullptr;
-        return exactIndex ? cells[index] : cellAt(index);
+        return exactIndex ? cells.at(index) : cellAt(index);
     }
 
     // Linear index of the cell at an offset from offsetOf, as Grid3::index
@@ -208,7 +252,7 @@ private:
     void cornerVelocities(const Vector3<float>& low, const float& width, const Vector3<float>& fallback,
                           const Vector3<float>* (&v)[kCorners]) const {
         for (unsigned int n = 0; n < kCorners; ++n) {
-            const LBM_Cell3<float>* cell = cellAt(low + corner(n) * width);
+            const Cell cell = cellAt(low + corner(n) * width);
             v[n] = cell != nullptr && cell->isFluid() ? &cell->getVelocity() : &fallback;
         }
     }
@@ -226,16 +270,15 @@ private:
         if (first[0] >= 1 && first[0] < int64_t(nx) && first[1] >= 1 && first[1] < int64_t(ny) && first[2] >= 1 &&
             first[2] < int64_t(nz)) {
             const uint32_t low = uint32_t(first[0] - 1) * stride + uint32_t(first[1] - 1) * nz + uint32_t(first[2] - 1);
-            const LBM_Cell3<float>* const* const near = cells + low;
-            const LBM_Cell3<float>* const* const far = near + 1;
-            v[0] = liquidVelocity(near[0], fallback);
-            v[1] = liquidVelocity(near[stride], fallback);
-            v[2] = liquidVelocity(near[nz], fallback);
-            v[3] = liquidVelocity(near[stride + nz], fallback);
-            v[4] = liquidVelocity(far[0], fallback);
-            v[5] = liquidVelocity(far[stride], fallback);
-            v[6] = liquidVelocity(far[nz], fallback);
-            v[7] = liquidVelocity(far[stride + nz], fallback);
+            const uint32_t far = low + 1;
+            v[0] = liquidVelocity(cells.at(low), fallback);
+            v[1] = liquidVelocity(cells.at(low + stride), fallback);
+            v[2] = liquidVelocity(cells.at(low + nz), fallback);
+            v[3] = liquidVelocity(cells.at(low + stride + nz), fallback);
+            v[4] = liquidVelocity(cells.at(far), fallback);
+            v[5] = liquidVelocity(cells.at(far + stride), fallback);
+            v[6] = liquidVelocity(cells.at(far + nz), fallback);
+            v[7] = liquidVelocity(cells.at(far + stride + nz), fallback);
             return;
         }
 
@@ -256,13 +299,13 @@ private:
                 const bool rowInside = inside[2][ez] && inside[1][ey];
                 const uint32_t row = index[2][ez] + index[1][ey];
                 for (unsigned int ex = 0; ex < 2; ++ex, ++n) {
-                    const LBM_Cell3<float>* cell = rowInside && inside[0][ex] ? cells[row + index[0][ex]] : nullptr;
+                    const Cell cell = rowInside && inside[0][ex] ? cells.at(row + index[0][ex]) : nullptr;
                     v[n] = cell != nullptr && cell->isFluid() ? &cell->getVelocity() : &fallback;
                 }
             }
     }
 
-    static const Vector3<float>* liquidVelocity(const LBM_Cell3<float>* cell, const Vector3<float>& fallback) {
+    static const Vector3<float>* liquidVelocity(const Cell cell, const Vector3<float>& fallback) {
         return cell != nullptr && cell->isFluid() ? &cell->getVelocity() : &fallback;
     }
 
@@ -273,19 +316,19 @@ private:
     }
 
     // The grid's clamped lookup: past the end to the last cell, top bit to 0.
-    const LBM_Cell3<float>* cellAt(uint32_t index) const {
-        if (static_cast<int32_t>(index) < 0) return cells[0];
-        return cells[index < last ? index : last];
+    Cell cellAt(uint32_t index) const {
+        if (static_cast<int32_t>(index) < 0) return cells.at(0);
+        return cells.at(index < last ? index : last);
     }
 
     const Vector3<float>& velocityAt(unsigned int i, unsigned int j, unsigned int k) const {
         static const Vector3<float> zero;
         if (!(i < nx && j < ny && k < nz)) return zero;
-        const LBM_Cell3<float>* cell = cellAt(i * stride + j * nz + k);
+        const Cell cell = cellAt(i * stride + j * nz + k);
         return cell != nullptr && cell->isFluid() ? cell->getVelocity() : zero;
     }
 
-    const LBM_Cell3<float>* const* cells;
+    Lookup cells;
     uint32_t nx;
     uint32_t ny;
     uint32_t nz;
@@ -302,5 +345,11 @@ private:
     float halfWidth;
     bool unitLattice;
 };
+
+// The sampler over the grid's own cells.
+using VelocitySampler = BasicVelocitySampler<GridCellLookup>;
+
+// The sampler over a dense copy of the cells' types and velocities.
+using SampledVelocitySampler = BasicVelocitySampler<CellSampleLookup>;
 
 }  // namespace kelvar::fluid

@@ -1,0 +1,41 @@
+// The density sum before the sub-step adds the densities that the cell-list
+// pass copied on its workers; it must give the plain sequential sum's bits.
+
+#include <bit>
+#include <cstdint>
+
+#include <gtest/gtest.h>
+
+#include "SolverTestScene.h"
+#include "kv_fluids_dyn/solver/internal/CellListsPass.h"
+#include "kv_fluids_dyn/solver/internal/DensitySums.h"
+#include "kv_fluids_dyn/solver/internal/SolverRandom.h"
+
+namespace kelvar::fluid::test {
+namespace {
+
+// A falling block whose cells get densities of very different sizes, so
+// that any other order of the additions shows in the last bits.
+struct MixedDensities : ::testing::Test {
+    MixedDensities() {
+        fillBlock(scene.fluid, {1, 1, 1}, {9, 8, 9}, latticeGravity(scene.fluid));
+        runSubSteps(scene.solver, scene.fluid, 4);
+        SolverRand random(7);
+        for (LBM_Cell3<float>* cell : scene.fluid.refGrid().getCells())
+            if (cell != nullptr && cell->isFluid())
+                static_cast<LBM_Q19_MAC_Cell3F*>(cell)->setDensity(float(1 + random()) * (random() % 2 ? 1e-3f : 7.0f));
+    }
+    WalledScene<PassSolver> scene{12 * 12 * 12, 2};
+};
+
+TEST_F(MixedDensities, ListedDensitiesSumAsTheCellsDo) {
+    const float expected = liquidDensitySum(scene.fluid.getArrLiquidCells());
+    for (unsigned threads : {1u, 2u, 3u}) {
+        CellListsPass lists;
+        lists.run(scene.fluid, threads);
+        EXPECT_EQ(std::bit_cast<uint32_t>(lists.liquidDensitySum()), std::bit_cast<uint32_t>(expected)) << threads;
+    }
+}
+
+}  // namespace
+}  // namespace kelvar::fluid::test
