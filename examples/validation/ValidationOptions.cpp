@@ -96,6 +96,8 @@ bool parseValidationOptions(const std::vector<std::string>& arguments, Validatio
         } else if (option == "--compressibility") {
             ok = parseDouble(value, 0.0, 1.0, number);
             options.water.compressibility = float(number);
+        } else if (option == "--speed-ratio") {
+            ok = parseDouble(value, 0.1, 10.0, options.water.speedRatio);
         } else if (option == "--viscosity") {
             ok = parseDouble(value, 0.0, 1.0, number);
             options.water.viscosity = float(number);
@@ -151,6 +153,9 @@ Options:
                          front (default 0.5)
   --settle T             still water: settling time in sqrt(H/g) (default 30)
   --output DIR           CSV and PNG folder (default kv_fluids_validation-output)
+  --speed-ratio R        expected speed over sqrt(2 g h), h the column or depth;
+                         it sets the sub-step and the speed limit (default
+                         0.81, the demo's)
   --conserve-mass        keep the liquid's mass (MAC_LBM_Fluid3::setConserveMass)
   --quick                low resolution; exit 1 when a result leaves its band
   --help                 this text

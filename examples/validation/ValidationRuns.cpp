@@ -20,9 +20,6 @@ using fluid::MAC_LBM_Solver3;
 using Clock = std::chrono::steady_clock;
 
 constexpr float kDensity = 1000.0f;
-// The demo host's expected speed over the free-fall speed of its column:
-// 3 m/s against sqrt(2 g 0.7 m).
-constexpr double kDemoSpeedRatio = 0.8096;
 // Cells across z between the free-slip side walls of the plane scenes.
 constexpr unsigned int kAcross = kDefaultAcross;
 // Marker particles start on the regular pattern, so that a run depends on
@@ -50,7 +47,7 @@ float fillOf(const LBM_Q19_MAC_Cell3F* cell) {
 
 struct Census {
     unsigned int cells = 0;
-    double mass = 0.0;    // lattice units
+    double mass = 0.0;    // kg, as the fluid reports it (computeLiquidMass)
     double volume = 0.0;  // sum of fills
 };
 
@@ -58,11 +55,10 @@ Census census(const MAC_LBM_Fluid3& fluid) {
     Census c;
     for (const fluid::LBM_Cell3<float>* cell : fluid.getGrid().getCells()) {
         if (cell == nullptr || !cell->isFluid()) continue;
-        const auto* liquid = static_cast<const LBM_Q19_MAC_Cell3F*>(cell);
         ++c.cells;
-        c.mass += liquid->getMass();
-        c.volume += fillOf(liquid);
+        c.volume += fillOf(static_cast<const LBM_Q19_MAC_Cell3F*>(cell));
     }
+    c.mass = fluid.computeLiquidMass();
     return c;
 }
 
@@ -149,7 +145,7 @@ void applyWaterOptions(MAC_LBM_Fluid3& fluid, const WaterOptions& options) {
     fluid.setConserveMass(options.conserveMass);
 }
 
-double expectedSpeed(double h) { return kDemoSpeedRatio * std::sqrt(2.0 * kGravity * h); }
+double expectedSpeed(double h, double ratio) { return ratio * std::sqrt(2.0 * kGravity * h); }
 
 DamBreakResult runDamBreak(const WaterOptions& options, unsigned int cells, double lastT, bool progress,
                            unsigned int across, float frontFill) {
@@ -159,7 +155,7 @@ DamBreakResult runDamBreak(const WaterOptions& options, unsigned int cells, doub
     const unsigned int nx = 8 * cells + 2, ny = cells + cells / 2 + 2, nz = across + 2;
     const double dx = kColumn / cells;
     MAC_LBM_Fluid3 fluid;
-    if (!buildTank(fluid, options, nx, ny, nz, dx, expectedSpeed(kColumn))) return result;
+    if (!buildTank(fluid, options, nx, ny, nz, dx, expectedSpeed(kColumn, options.speedRatio))) return result;
     const unsigned int lo[3] = {1, 1, 1}, hi[3] = {cells, cells, across};
     fillCells(fluid, lo, hi);
     MAC_LBM_Solver3 solver;
@@ -203,7 +199,7 @@ HydrostaticResult runHydrostatic(const WaterOptions& options, unsigned int cells
     const unsigned int nx = cells + 2, ny = cells + cells / 2 + 2, nz = kAcross + 2;
     const double dx = kColumn / cells;
     MAC_LBM_Fluid3 fluid;
-    if (!buildTank(fluid, options, nx, ny, nz, dx, expectedSpeed(kColumn))) return result;
+    if (!buildTank(fluid, options, nx, ny, nz, dx, expectedSpeed(kColumn, options.speedRatio))) return result;
     const unsigned int lo[3] = {1, 1, 1}, hi[3] = {cells, cells, kAcross};
     fillCells(fluid, lo, hi);
     MAC_LBM_Solver3 solver;

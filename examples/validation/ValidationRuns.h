@@ -19,6 +19,9 @@ struct WaterOptions {
     float compressibility = 1.0f;
     // Keep the liquid's mass (MAC_LBM_Fluid3::setConserveMass).
     bool conserveMass = false;
+    // Expected speed over sqrt(2 g h) (expectedSpeed); the demo's by default,
+    // its 3 m/s over the free fall from its 0.7 m column.
+    double speedRatio = 0.8096;
     unsigned int threads = 2;
 };
 
@@ -59,10 +62,9 @@ inline constexpr double kGravity = 9.81;
 inline constexpr double kColumn = 0.05715;
 
 // The fastest the liquid is expected to move in a scene of height `h` (m):
-// the demo host's ratio of its expected speed (3 m/s) to the free-fall speed
-// over its column (0.7 m), applied to sqrt(2 g h). It sets the sub-step, so
-// that the lattice runs at the same Mach number as in the demo.
-double expectedSpeed(double h);
+// `ratio` times the free-fall speed sqrt(2 g h). It sets the sub-step and
+// the lattice's speed limit: liquid faster than that is slowed to it.
+double expectedSpeed(double h, double ratio);
 
 struct DamBreakResult {
     unsigned int cellsPerColumn = 0;

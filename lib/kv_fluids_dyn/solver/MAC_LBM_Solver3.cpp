@@ -26,9 +26,10 @@
 // back to the liquid a share at a time.
 //
 // A fluid that conserves mass keeps the liquid's mass instead (the density
-// of full cells plus the mass of interface cells): relabelling hands what
-// changing cells hold to their neighbours, and the rest of the balance goes
-// back into the density of the full cells at once.
+// of full cells plus the mass of interface cells). What the flow passes
+// still gain or lose is booked on the interface cells' mass before
+// relabelling; relabelling hands what changing cells hold to their
+// neighbours, and what it still lost goes back into the full cells' density.
 
 #include "kv_fluids_dyn/solver/MAC_LBM_Solver3.h"
 
@@ -207,13 +208,15 @@ void MAC_LBM_Solver3::subStep(MAC_LBM_Fluid3& fluid) {
         PassClock clock(passTimes, P::Advection);
         work->advection.run(fluid, threads);
     }
+    double massBeforeLabel = 0.0;
     {
         // No solid has changed since streaming listed the wall cells.
         PassClock clock(passTimes, P::Label);
+        if (conserveMass) massBeforeLabel = keepMassThroughTheFlow(fluid, massBefore);
         work->relabel.run(fluid, work->stream.wallCells(), MAC_LBM_Fluid3::SolverKey(), threads);
     }
     if (conserveMass) {
-        balanceMass(fluid, massBefore);
+        balanceMass(fluid, massBeforeLabel);
         if (passTimes != nullptr) ++passTimes->subSteps;
         return;
     }
@@ -238,11 +241,24 @@ void MAC_LBM_Solver3::subStep(MAC_LBM_Fluid3& fluid) {
     if (passTimes != nullptr) ++passTimes->subSteps;
 }
 
-// The bookkeeping of a sub-step that keeps the liquid's mass rather than its
-// density sum: what relabelling could not hand to neighbours, what the
-// exchange clipped and the speed limiter changed are given back to the full
-// cells at once; what drained (cells emptied next to a drain, and what the
-// exchange clipped there) has left for good.
+// Streaming, the exchange and collision keep the liquid's mass in exact
+// arithmetic but for the speed limiter; what they still gained or lost
+// (distributions slid along free-slip walls between a full and an interface
+// cell, which the exchange does not see; the limiter; rounding) is booked on
+// the interface cells' mass, where the books went wrong, not in the flow.
+// Returns the mass after.
+double MAC_LBM_Solver3::keepMassThroughTheFlow(MAC_LBM_Fluid3& fluid, const double& massBefore) {
+    const LiquidCells& liquid = fluid.getArrLiquidCells();
+    const double drifted = massBefore - work->keptExchange.drained() - liquidMassSum(liquid);
+    MassHandBackPass::shareOverMass(fluid.getArrInterfaceCells(), static_cast<float>(drifted), threads);
+    return liquidMassSum(liquid);
+}
+
+// The bookkeeping of relabelling when the liquid's mass is kept: what it
+// lost or gained beyond what it handed to neighbours (and what obstacles took
+// since the last sub-step) is given back to the full cells' density at once,
+// so the flow feels the liquid it is owed; what drained (cells emptied next
+// to a drain, and what the exchange clipped there) has left for good.
 void MAC_LBM_Solver3::balanceMass(MAC_LBM_Fluid3& fluid, const double& massBefore) {
     using P = SolverPassTimes;
     MAC_LBM_SolverContext3& context = fluid.refSolverContext();
@@ -254,8 +270,8 @@ void MAC_LBM_Solver3::balanceMass(MAC_LBM_Fluid3& fluid, const double& massBefor
     PassClock clock(passTimes, P::Distribute);
     double lost = massBefore - massAfter + double(context.getAddedMass()) + double(context.getLostMass());
     if (fluid.getSinksDrain()) {
+        lost -= double(work->relabel.drainedDensity());
         const double drained = work->keptExchange.drained() + double(work->relabel.drainedDensity());
-        lost -= drained;
         context.setDrainedDensity(static_cast<float>(double(context.getDrainedDensity()) + drained));
     }
     context.setLostMass(static_cast<float>(lost));

@@ -107,6 +107,7 @@ protected:
 
 private:
     void subStep(MAC_LBM_Fluid3& fluid);
+    double keepMassThroughTheFlow(MAC_LBM_Fluid3& fluid, const double& massBefore);
     void balanceMass(MAC_LBM_Fluid3& fluid, const double& massBefore);
 
     // The passes and their scratch, and the re-seeding generator.

@@ -5,6 +5,7 @@
 #include "kv_fluids_dyn/lattice/LBM_MAC_Cell3Flags.h"
 #include "kv_fluids_dyn/parallel/RunParallel.h"
 #include "kv_fluids_dyn/solver/internal/GridNeighbourhood.h"
+#include "kv_fluids_dyn/solver/internal/MassBalance.h"
 
 namespace kelvar::fluid {
 
@@ -16,9 +17,14 @@ constexpr double kMinDensitySum = 9.9999998e-15;
 }  // namespace
 
 void InterfacePass::updateEpsilon(MAC_LBM_Fluid3& fluid, const unsigned int& threads) {
-    runParallel(
-        fluid.refArrInterfaceCells(), [](const unsigned int&, LBM_Q19_MAC_Cell3F* cell) { cell->updateEpsilon(); },
-        threads);
+    if (fluid.getConserveMass())
+        runParallel(
+            fluid.refArrInterfaceCells(),
+            [](const unsigned int&, LBM_Q19_MAC_Cell3F* cell) { updateEpsilonClamped(*cell); }, threads);
+    else
+        runParallel(
+            fluid.refArrInterfaceCells(),
+            [](const unsigned int&, LBM_Q19_MAC_Cell3F* cell) { cell->updateEpsilon(); }, threads);
     fluid.refDirtyFlags().set(MAC_LBM_Fluid3::VOF_DIRTY);
 }
 

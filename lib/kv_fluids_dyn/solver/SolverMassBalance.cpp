@@ -49,8 +49,10 @@ void KeptMassExchangePass::run(MAC_LBM_Fluid3& fluid, const unsigned int& thread
                     mass += ((liquid->getEpsilon() + epsilon) * 0.5f) *
                             (liquid->LBM_Q19_Cell3<float>::getPdfAt(i) - outgoing);
             }
-            const float held = mass < 0.0f ? 0.0f : (mass > cell.getDensity() ? cell.getDensity() : mass);
-            drainedAt[c] = drains && nextToSink && mass > held ? mass - held : 0.0f;
+            const bool draining = drains && nextToSink;
+            const float held =
+                mass < 0.0f ? 0.0f : (draining && mass > cell.getDensity() ? cell.getDensity() : mass);
+            drainedAt[c] = draining && mass > held ? mass - held : 0.0f;
             cell.setMass(held);
         },
         threads);
@@ -114,12 +116,16 @@ void MassHandBackPass::handToInterfaceCells(MAC_LBM_Fluid3& fluid, MAC_LBM_Solve
     eligible.clear();
     for (LBM_Q19_MAC_Cell3F* cell : fluid.refArrLiquidCells())
         if (cell->isInterface()) eligible.push_back(cell);
-    if (eligible.empty()) return;
-    const float share = context.getLostMass() / static_cast<float>(eligible.size());
+    if (shareOverMass(eligible, context.getLostMass(), threads)) context.setLostMass(0.0f);
+}
+
+bool MassHandBackPass::shareOverMass(const LiquidCells& cells, const float& amount, const unsigned int& threads) {
+    if (cells.empty()) return false;
+    const float share = amount / static_cast<float>(cells.size());
     runParallel(
-        eligible, [&](const unsigned int&, LBM_Q19_MAC_Cell3F* cell) { cell->setMass(cell->getMass() + share); },
+        cells, [&](const unsigned int&, LBM_Q19_MAC_Cell3F* cell) { cell->setMass(cell->getMass() + share); },
         threads);
-    context.setLostMass(0.0f);
+    return true;
 }
 
 }  // namespace kelvar::fluid

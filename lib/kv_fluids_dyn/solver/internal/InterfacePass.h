@@ -11,6 +11,10 @@ namespace kelvar::fluid {
 // the slots freshly streamed, the reconstruction of the slots no neighbour
 // delivered and the mass exchange across the interface.
 //
+// When the fluid conserves mass, a cell may hold more than its density or,
+// for a moment, less than nothing; its fill fraction is then held within
+// [0, 1] (MassBalance.h).
+//
 // Input: the fluid's interface list and grid. Output: the interface cells;
 // updateEpsilon also marks the fluid's VOF field out of date.
 class InterfacePass {

@@ -10,16 +10,22 @@ namespace kelvar::fluid {
 // The pieces of the sub-step that keep the liquid's mass when the fluid
 // asks for it (MAC_LBM_Fluid3::setConserveMass). The liquid's mass is the
 // density of its full cells plus the mass of its interface cells.
-// Streaming, collision and the mass exchange between full and interface
-// cells keep it, up to the speed limiter and the clip of an interface
-// cell's mass to its density; relabelling moves what cells that change type hold to their
-// neighbours; what the sub-step still lost or gained goes back into the
-// density of the full cells at its end, all of it, so the flow itself feels
-// the liquid that is owed.
+// Streaming, the exchange and collision keep it up to what slides along
+// free-slip walls past the exchange's books, the speed limiter and
+// rounding; that is booked on the interface cells' mass. Relabelling moves
+// what cells that change type hold to their neighbours, and what it still
+// lost goes back into the full cells' density, so the flow feels it. Booking
+// the flow's drift in the flow instead pumps density through still water.
 
 // The mass a liquid cell holds: its density when full, its mass otherwise.
 inline float heldMass(const LBM_Q19_MAC_Cell3F& cell) {
     return cell.getType() == LBM_CELL_FLUID ? cell.getDensity() : cell.getMass();
+}
+
+// The fill fraction mass / density, held within [0, 1].
+inline void updateEpsilonClamped(LBM_Q19_MAC_Cell3F& cell) {
+    const float fill = cell.getMass() / cell.getDensity();
+    cell.setEpsilon(fill > 1.0f ? 1.0f : (fill > 0.0f ? fill : 0.0f));
 }
 
 // Gives `amount` (taken when negative) to the interface cells among the
@@ -32,11 +38,11 @@ bool shareWithInterfaceNeighbours(const GridNeighbourhood& grid, const uint32_t&
 
 // The mass exchange of the interface cells when mass is kept. Each cell
 // sums its exchanges with its full and interface neighbours as the plain
-// exchange does, but clips the result once, to [0, density], instead of to
-// [0, 1] after every neighbour. What the clip removes or adds is left to the
-// sub-step's balance, except what it removes at a cell next to a drain when
-// the fluid's sinks drain: that is liquid pouring into the drain, booked as
-// drained().
+// exchange does, without the clip to [0, 1] after every neighbour: a cell
+// may hold more than its density until the particles move the surface on.
+// Below nothing it is clipped to nothing (the sub-step books the gain). A
+// cell next to a drain, when the fluid's sinks drain, keeps at most its
+// density: the rest pours into the drain and is booked as drained().
 //
 // Input: the fluid's interface list, with fill fractions current, and grid.
 // Output: the interface cells' mass, and drained() in lattice units.
@@ -74,6 +80,9 @@ double liquidMassSumAfterRelabel(const LiquidCells& listed, const LiquidCells& c
 class MassHandBackPass {
 public:
     void run(MAC_LBM_Fluid3& fluid, MAC_LBM_SolverContext3& context, const unsigned int& threads);
+    // Adds `amount` to the mass of the listed cells, an equal share each;
+    // false, with nothing changed, for an empty list.
+    static bool shareOverMass(const LiquidCells& cells, const float& amount, const unsigned int& threads);
 
 private:
     void handToInterfaceCells(MAC_LBM_Fluid3& fluid, MAC_LBM_SolverContext3& context, const unsigned int& threads);
