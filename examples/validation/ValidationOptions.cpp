@@ -80,8 +80,8 @@ bool parseValidationOptions(const std::vector<std::string>& arguments, Validatio
             options.quick = true;
             continue;
         }
-        if (option == "--conserve-mass") {
-            options.water.conserveMass = true;
+        if (option == "--plain-mass") {
+            options.water.conserveMass = false;
             continue;
         }
         if (n + 1 >= arguments.size()) {
@@ -144,7 +144,7 @@ Validation runs against experiment and theory:
 Options:
   --cells N[,N...]       resolution: cells per column width (dam break, sweep),
                          water depth (hydrostatic), cube side (free fall)
-  --compressibility C    0..1 (default 1, the demo's)
+  --compressibility C    0..1 (default 0.2, the demo's)
   --viscosity V          0..1 thickness (default 0.05, the demo's)
   --threads N            worker threads (default 2)
   --until T              dam break: run up to this T (default 3.5)
@@ -155,8 +155,9 @@ Options:
   --output DIR           CSV and PNG folder (default kv_fluids_validation-output)
   --speed-ratio R        expected speed over sqrt(2 g h), h the column or depth;
                          it sets the sub-step and the speed limit (default
-                         0.81, the demo's)
-  --conserve-mass        keep the liquid's mass (MAC_LBM_Fluid3::setConserveMass)
+                         1.2, the demo's)
+  --plain-mass           the specified density bookkeeping instead of keeping
+                         the liquid's mass (MAC_LBM_Fluid3::setConserveMass)
   --quick                low resolution; exit 1 when a result leaves its band
   --help                 this text
 

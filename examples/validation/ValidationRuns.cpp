@@ -20,6 +20,8 @@ using fluid::MAC_LBM_Solver3;
 using Clock = std::chrono::steady_clock;
 
 constexpr float kDensity = 1000.0f;
+// The demo host's dam-break column is 0.7 m high.
+constexpr double kDemoColumnHeight = 0.7;
 // Cells across z between the free-slip side walls of the plane scenes.
 constexpr unsigned int kAcross = kDefaultAcross;
 // Marker particles start on the regular pattern, so that a run depends on
@@ -345,7 +347,7 @@ DemoTiming demoTiming(const WaterOptions& options) {
     MAC_LBM_Fluid3 fluid;
     applyWaterOptions(fluid, options);
     fluid.setMaxForce(float(kGravity));
-    fluid.setMaxInitialSpeed(3.0f);
+    fluid.setMaxInitialSpeed(float(expectedSpeed(kDemoColumnHeight, options.speedRatio)));
     fluid.setScale(Vector3<float>(2.0f, 1.0f, 1.0f));
     fluid.setLargestLength(2.0f);
     fluid.setResolution(88 * 44 * 44);

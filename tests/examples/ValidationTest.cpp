@@ -156,8 +156,9 @@ TEST(ValidationOptionsParsing, ReadsCommandsAndValuesAndRefusesBadOnes) {
         EXPECT_FALSE(message.empty());
     }
     ValidationOptions m;
-    ASSERT_TRUE(parseValidationOptions({"--conserve-mass"}, m, error));
     EXPECT_TRUE(m.water.conserveMass);
+    ASSERT_TRUE(parseValidationOptions({"--plain-mass"}, m, error));
+    EXPECT_FALSE(m.water.conserveMass);
 }
 
 using fluid::LBM_Q19_MAC_Cell3F;

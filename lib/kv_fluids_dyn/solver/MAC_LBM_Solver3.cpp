@@ -249,7 +249,8 @@ void MAC_LBM_Solver3::subStep(MAC_LBM_Fluid3& fluid) {
 // Returns the mass after.
 double MAC_LBM_Solver3::keepMassThroughTheFlow(MAC_LBM_Fluid3& fluid, const double& massBefore) {
     const LiquidCells& liquid = fluid.getArrLiquidCells();
-    const double drifted = massBefore - work->keptExchange.drained() - liquidMassSum(liquid);
+    const double drifted =
+        massBefore - work->keptExchange.drained() - work->keptExchange.overflow() - liquidMassSum(liquid);
     MassHandBackPass::shareOverMass(fluid.getArrInterfaceCells(), static_cast<float>(drifted), threads);
     return liquidMassSum(liquid);
 }
@@ -268,7 +269,8 @@ void MAC_LBM_Solver3::balanceMass(MAC_LBM_Fluid3& fluid, const double& massBefor
         massAfter = liquidMassSumAfterRelabel(fluid.getArrLiquidCells(), work->relabel.createdCells());
     }
     PassClock clock(passTimes, P::Distribute);
-    double lost = massBefore - massAfter + double(context.getAddedMass()) + double(context.getLostMass());
+    double lost = massBefore - massAfter + work->keptExchange.overflow() + double(context.getAddedMass()) +
+                  double(context.getLostMass());
     if (fluid.getSinksDrain()) {
         lost -= double(work->relabel.drainedDensity());
         const double drained = work->keptExchange.drained() + double(work->relabel.drainedDensity());

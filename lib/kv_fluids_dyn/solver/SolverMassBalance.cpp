@@ -5,6 +5,20 @@
 
 namespace kelvar::fluid {
 
+void addMovingDensity(LBM_Q19_MAC_Cell3F& cell, const float& amount) {
+    const Vector3<float>& u = cell.getVelocity();
+    const float uu = u.dot(u);
+    float density = 0.0f;
+    for (unsigned int i = 0; i < q19::kDirectionCount; ++i) {
+        const float cu = q19::kVelocity[i].dot(u);
+        const float slot = cell.LBM_Q19_Cell3<float>::getPdfAt(i) +
+                           q19::kWeight[i] * amount * (1.0f + 3.0f * cu + 4.5f * cu * cu - 1.5f * uu);
+        cell.LBM_Q19_Cell3<float>::setPdfAt(i, slot);
+        density += slot;
+    }
+    cell.setDensity(density);
+}
+
 bool shareWithInterfaceNeighbours(const GridNeighbourhood& grid, const uint32_t& index, const float& amount,
                                   AllNeighbours& neighbours) {
     grid.gather(index, neighbours.data());
@@ -17,7 +31,7 @@ bool shareWithInterfaceNeighbours(const GridNeighbourhood& grid, const uint32_t&
         if (neighbours[i] == nullptr || !neighbours[i]->isInterface()) continue;
         LBM_Q19_MAC_Cell3F* receiver = static_cast<LBM_Q19_MAC_Cell3F*>(neighbours[i]);
         const float mass = receiver->getMass() + share;
-        receiver->setMass(mass < 0.0f ? 0.0f : (mass > receiver->getDensity() ? receiver->getDensity() : mass));
+        receiver->setMass(mass < 0.0f ? 0.0f : mass);
     }
     return true;
 }
@@ -28,6 +42,7 @@ void KeptMassExchangePass::run(MAC_LBM_Fluid3& fluid, const unsigned int& thread
     const LiquidCells& cells = fluid.getArrInterfaceCells();
     const bool drains = fluid.getSinksDrain();
     drainedAt.resize(cells.size());
+    overflowAt.resize(cells.size());
     runParallelIndices(
         cells.size(),
         [&](const unsigned int& t, uint32_t c) {
@@ -49,15 +64,19 @@ void KeptMassExchangePass::run(MAC_LBM_Fluid3& fluid, const unsigned int& thread
                     mass += ((liquid->getEpsilon() + epsilon) * 0.5f) *
                             (liquid->LBM_Q19_Cell3<float>::getPdfAt(i) - outgoing);
             }
-            const bool draining = drains && nextToSink;
-            const float held =
-                mass < 0.0f ? 0.0f : (draining && mass > cell.getDensity() ? cell.getDensity() : mass);
-            drainedAt[c] = draining && mass > held ? mass - held : 0.0f;
+            const float held = mass < 0.0f ? 0.0f : (mass > cell.getDensity() ? cell.getDensity() : mass);
+            const float over = mass > held ? mass - held : 0.0f;
+            drainedAt[c] = drains && nextToSink ? over : 0.0f;
+            overflowAt[c] = drains && nextToSink ? 0.0f : over;
             cell.setMass(held);
         },
         threads);
     drainedMass = 0.0;
-    for (const float& amount : drainedAt) drainedMass += double(amount);
+    overflowMass = 0.0;
+    for (uint32_t c = 0; c < cells.size(); ++c) {
+        drainedMass += double(drainedAt[c]);
+        overflowMass += double(overflowAt[c]);
+    }
 }
 
 double liquidMassSum(const LiquidCells& cells) {
@@ -93,17 +112,18 @@ void MassHandBackPass::run(MAC_LBM_Fluid3& fluid, MAC_LBM_SolverContext3& contex
         return;
     }
 
-    // A cell's density after addDensity is the sum of its rescaled slots,
-    // which is not exactly the share it was given: what the cells really
-    // took is summed in list order and the difference stays owed.
+    // A cell's density is the sum of its slots, which does not take the
+    // share to the bit: what the cells really took is summed in list order
+    // and the difference stays owed.
     const float amount = context.getLostMass();
     const unsigned int count = eligible.size();
+    const float share = amount / static_cast<float>(count);
     densityBefore.resize(count);
     runParallelIndices(
         count,
         [&](const unsigned int&, uint32_t n) {
             densityBefore[n] = eligible[n]->getDensity();
-            eligible[n]->addDensity(amount, count);
+            addMovingDensity(*eligible[n], share);
         },
         threads);
     double taken = 0.0;

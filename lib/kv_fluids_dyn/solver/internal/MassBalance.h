@@ -22,6 +22,14 @@ inline float heldMass(const LBM_Q19_MAC_Cell3F& cell) {
     return cell.getType() == LBM_CELL_FLUID ? cell.getDensity() : cell.getMass();
 }
 
+// Adds `amount` of density to a full cell moving with the cell's velocity:
+// each slot gains its share of the equilibrium of that density at that
+// velocity, so the momentum grows with the density and the velocity stays.
+// (Rescaling the slots instead, as addDensity does, brakes a moving cell:
+// the incompressible equilibrium puts the new density mostly against the
+// flow.)
+void addMovingDensity(LBM_Q19_MAC_Cell3F& cell, const float& amount);
+
 // The fill fraction mass / density, held within [0, 1].
 inline void updateEpsilonClamped(LBM_Q19_MAC_Cell3F& cell) {
     const float fill = cell.getMass() / cell.getDensity();
@@ -30,9 +38,10 @@ inline void updateEpsilonClamped(LBM_Q19_MAC_Cell3F& cell) {
 
 // Gives `amount` (taken when negative) to the interface cells among the
 // neighbours of the grid position `index` (its own slot not counted), an
-// equal share each, and returns false when it has none. A cell keeps its
-// mass within [0, density]; what does not fit is left to the sub-step's
-// balance. `neighbours` is scratch.
+// equal share each, and returns false when it has none. A cell may hold
+// more than its density, as after the exchange; what would leave one with
+// less than nothing is left to the sub-step's balance. `neighbours` is
+// scratch.
 bool shareWithInterfaceNeighbours(const GridNeighbourhood& grid, const uint32_t& index, const float& amount,
                                   AllNeighbours& neighbours);
 
@@ -50,6 +59,7 @@ class KeptMassExchangePass {
 public:
     void run(MAC_LBM_Fluid3& fluid, const unsigned int& threads);
     const double& drained() const { return drainedMass; }
+    const double& overflow() const { return overflowMass; }
 
 private:
     struct alignas(64) Scratch {
@@ -57,8 +67,10 @@ private:
     };
 
     PerWorker<Scratch> perWorker;
-    Array<float> drainedAt;  // per interface cell, in list order
+    Array<float> drainedAt;   // per interface cell, in list order
+    Array<float> overflowAt;  // the same
     double drainedMass = 0.0;
+    double overflowMass = 0.0;
 };
 
 // The liquid's mass over a list of liquid cells, in its order, in double
@@ -71,7 +83,8 @@ double liquidMassSumAfterRelabel(const LiquidCells& listed, const LiquidCells& c
 
 // Hands the mass the sub-step did not keep (the context's lostMass: a loss,
 // or a gain when negative) back to the full cells that did not just appear,
-// an equal share of density each, all of it at once; lostMass keeps only
+// an equal share of density each moving with the cell (addMovingDensity),
+// all of it at once; lostMass keeps only
 // the rounding of what the cells took. Liquid without full cells takes it
 // into the mass of its interface cells instead.
 //
