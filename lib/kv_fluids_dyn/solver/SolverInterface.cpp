@@ -60,17 +60,11 @@ void DistributePass::run(MAC_LBM_Fluid3& fluid, const float& rhoSum, MAC_LBM_Sol
                          const bool& capped, const unsigned int& threads) {
     if (!(std::fabs(static_cast<double>(rhoSum)) > kMinDensitySum) || !(context.getLostMass() > 0.0f)) return;
 
-    // Full cells that did not just appear, in liquid-list order.
-    Scratch* const scratch = perWorker.forWorkers(threads);
-    const uint32_t workers = workerCount(threads);
-    for (uint32_t t = 0; t < workers; ++t) scratch[t].eligible.clear();
-    runParallel(
-        fluid.refArrLiquidCells(),
-        [&](const unsigned int& t, LBM_Q19_MAC_Cell3F* cell) {
-            if (cell->isFluid() && !cell->getFlags().test(MAC_FLAG_NEW_INTERFACE)) scratch[t].eligible.push_back(cell);
-        },
+    // Liquid cells that did not just appear, in liquid-list order.
+    collectInOrder(
+        fluid.refArrLiquidCells(), perWorker, &Scratch::eligible, eligible,
+        [](const LBM_Q19_MAC_Cell3F* cell) { return cell->isFluid() && !cell->getFlags().test(MAC_FLAG_NEW_INTERFACE); },
         threads);
-    mergeInWorkerOrder(eligible, scratch, workers, &Scratch::eligible);
     if (eligible.empty()) return;
 
     float fraction = context.getLostMass() / rhoSum;

@@ -96,17 +96,12 @@ double liquidMassSumAfterRelabel(const LiquidCells& listed, const LiquidCells& c
 
 void MassHandBackPass::run(MAC_LBM_Fluid3& fluid, MAC_LBM_SolverContext3& context, const unsigned int& threads) {
     if (context.getLostMass() == 0.0f) return;
-    Scratch* const scratch = perWorker.forWorkers(threads);
-    const uint32_t workers = workerCount(threads);
-    for (uint32_t t = 0; t < workers; ++t) scratch[t].eligible.clear();
-    runParallel(
-        fluid.refArrLiquidCells(),
-        [&](const unsigned int& t, LBM_Q19_MAC_Cell3F* cell) {
-            if (cell->getType() == LBM_CELL_FLUID && !cell->getFlags().test(MAC_FLAG_NEW_INTERFACE))
-                scratch[t].eligible.push_back(cell);
+    collectInOrder(
+        fluid.refArrLiquidCells(), perWorker, &Scratch::eligible, eligible,
+        [](const LBM_Q19_MAC_Cell3F* cell) {
+            return cell->getType() == LBM_CELL_FLUID && !cell->getFlags().test(MAC_FLAG_NEW_INTERFACE);
         },
         threads);
-    mergeInWorkerOrder(eligible, scratch, workers, &Scratch::eligible);
     if (eligible.empty()) {
         handToInterfaceCells(fluid, context, threads);
         return;

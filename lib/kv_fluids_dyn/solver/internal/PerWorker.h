@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "kv_basic/Array.h"
+#include "kv_fluids_dyn/parallel/RunParallel.h"
 
 namespace kelvar::fluid {
 
@@ -56,6 +57,24 @@ template <class Out, class Record, class List>
 void mergeInWorkerOrder(Out& out, const Record* records, const uint32_t& workers, List Record::*list) {
     out.clear();
     appendInWorkerOrder(out, records, workers, list);
+}
+
+// The elements of `input` for which keep(element) holds, in input order:
+// each worker gathers its range into its record's `list`, and the lists are
+// merged into `out` in worker order.
+template <class Input, class Record, class List, class Keep>
+void collectInOrder(Input& input, PerWorker<Record>& records, List Record::*list, List& out, const Keep& keep,
+                    const unsigned int& threads) {
+    Record* const perThread = records.forWorkers(threads);
+    const uint32_t workers = workerCount(threads);
+    for (uint32_t t = 0; t < workers; ++t) (perThread[t].*list).clear();
+    runParallel(
+        input,
+        [&](const unsigned int& t, auto element) {
+            if (keep(element)) (perThread[t].*list).push_back(element);
+        },
+        threads);
+    mergeInWorkerOrder(out, perThread, workers, list);
 }
 
 }  // namespace kelvar::fluid
