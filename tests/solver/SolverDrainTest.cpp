@@ -5,17 +5,6 @@
 namespace kelvar::fluid::test {
 namespace {
 
-// The highest row (y) that holds a liquid cell, 0 without one.
-unsigned highestLiquidRow(const MAC_LBM_Fluid3& fluid) {
-    const auto& grid = fluid.getGrid();
-    unsigned highest = 0;
-    for (uint32_t index = 0; index < grid.getCount(); ++index) {
-        const LBM_Cell3<float>* c = grid.at(index);
-        if (c != nullptr && c->isFluid()) highest = std::max(highest, index % grid.getStride() / grid.getNz());
-    }
-    return highest;
-}
-
 // The liquid's mass falls to nothing: it may rise by a little where cells
 // fill up (a filled cell's mass jumps to its density), never by more; no
 // liquid rises above where the surface started, and what left is counted.

@@ -125,6 +125,17 @@ inline Vector3<float> latticeGravity(const MAC_LBM_Fluid3& fluid) {
     return Vector3<float>(0.0f, -kGravity * fluid.getAccelerationFactor(), 0.0f);
 }
 
+// The highest row (y) that holds a liquid cell, 0 without one.
+inline unsigned highestLiquidRow(const MAC_LBM_Fluid3& fluid) {
+    const auto& grid = fluid.getGrid();
+    unsigned highest = 0;
+    for (uint32_t index = 0; index < grid.getCount(); ++index) {
+        const LBM_Cell3<float>* c = grid.at(index);
+        if (c != nullptr && c->isFluid()) highest = std::max(highest, index % grid.getStride() / grid.getNz());
+    }
+    return highest;
+}
+
 // A walled box half full of still liquid over a floor that is all drain,
 // with the drain option and, when asked, mass conservation.
 struct DrainedTank : WalledScene<> {
