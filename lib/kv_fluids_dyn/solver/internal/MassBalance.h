@@ -10,12 +10,13 @@ namespace kelvar::fluid {
 // The pieces of the sub-step that keep the liquid's mass when the fluid
 // asks for it (MAC_LBM_Fluid3::setConserveMass). The liquid's mass is the
 // density of its full cells plus the mass of its interface cells.
-// Streaming, the exchange and collision keep it up to what slides along
-// free-slip walls past the exchange's books, the speed limiter and
-// rounding; that is booked on the interface cells' mass. Relabelling moves
-// what cells that change type hold to their neighbours, and what it still
-// lost goes back into the full cells' density, so the flow feels it. Booking
-// the flow's drift in the flow instead pumps density through still water.
+// Streaming, the exchange and collision keep it up to the exchange's clip,
+// what slides along free-slip walls past the exchange's books, the speed
+// limiter and rounding. The clipped overflow goes back into the full cells'
+// density with relabelling's balance, so that the flow feels it; the rest
+// of that drift is booked on the interface cells' mass, since handing it to
+// the flow pumps density through still water. Relabelling moves what cells
+// that change type hold to their neighbours.
 
 // The mass a liquid cell holds: its density when full, its mass otherwise.
 inline float heldMass(const LBM_Q19_MAC_Cell3F& cell) {
@@ -38,23 +39,24 @@ inline void updateEpsilonClamped(LBM_Q19_MAC_Cell3F& cell) {
 
 // Gives `amount` (taken when negative) to the interface cells among the
 // neighbours of the grid position `index` (its own slot not counted), an
-// equal share each, and returns false when it has none. A cell may hold
-// more than its density, as after the exchange; what would leave one with
-// less than nothing is left to the sub-step's balance. `neighbours` is
-// scratch.
+// equal share each, and returns false when it has none. A cell may end
+// above its density (the next exchange hands the excess to the flow); what
+// would leave one with less than nothing is left to the sub-step's books.
+// `neighbours` is scratch.
 bool shareWithInterfaceNeighbours(const GridNeighbourhood& grid, const uint32_t& index, const float& amount,
                                   AllNeighbours& neighbours);
 
 // The mass exchange of the interface cells when mass is kept. Each cell
 // sums its exchanges with its full and interface neighbours as the plain
-// exchange does, without the clip to [0, 1] after every neighbour: a cell
-// may hold more than its density until the particles move the surface on.
-// Below nothing it is clipped to nothing (the sub-step books the gain). A
-// cell next to a drain, when the fluid's sinks drain, keeps at most its
-// density: the rest pours into the drain and is booked as drained().
+// exchange does, but clips the sum once, to [0, density], instead of to
+// [0, 1] after every neighbour. What the clip takes off above the density is
+// overflow(), which the sub-step hands to the flow, or, at a cell next to a
+// drain when the fluid's sinks drain, drained(); what it adds below nothing
+// is left to the sub-step's books.
 //
 // Input: the fluid's interface list, with fill fractions current, and grid.
-// Output: the interface cells' mass, and drained() in lattice units.
+// Output: the interface cells' mass, drained() and overflow() in lattice
+// units.
 class KeptMassExchangePass {
 public:
     void run(MAC_LBM_Fluid3& fluid, const unsigned int& threads);
