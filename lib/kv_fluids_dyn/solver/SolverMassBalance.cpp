@@ -56,13 +56,14 @@ void KeptMassExchangePass::run(MAC_LBM_Fluid3& fluid, const unsigned int& thread
                 const LBM_Cell3<float>* n = neighbours[i];
                 if (n == nullptr) continue;
                 nextToSink = nextToSink || n->isSink();
-                const float outgoing = cell.LBM_Q19_Cell3<float>::getPdfAt(q19::kOpposite[i]);
+                if (!n->isFluid()) continue;
                 const LBM_Q19_MAC_Cell3F* liquid = static_cast<const LBM_Q19_MAC_Cell3F*>(n);
+                const float flux =
+                    liquid->LBM_Q19_Cell3<float>::getPdfAt(i) - cell.LBM_Q19_Cell3<float>::getPdfAt(q19::kOpposite[i]);
                 if (n->getType() == LBM_CELL_FLUID)
-                    mass += liquid->LBM_Q19_Cell3<float>::getPdfAt(i) - outgoing;
-                else if (n->getType() == LBM_CELL_INTERFACE)
-                    mass += ((liquid->getEpsilon() + epsilon) * 0.5f) *
-                            (liquid->LBM_Q19_Cell3<float>::getPdfAt(i) - outgoing);
+                    mass += flux;
+                else
+                    mass += ((liquid->getEpsilon() + epsilon) * 0.5f) * flux;
             }
             const float held = mass < 0.0f ? 0.0f : (mass > cell.getDensity() ? cell.getDensity() : mass);
             const float over = mass > held ? mass - held : 0.0f;
