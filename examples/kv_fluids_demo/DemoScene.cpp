@@ -51,17 +51,22 @@ constexpr uint32_t kFirstObstacleId = 10;
 // Marker particles start half a sub-cell off the regular pattern at most.
 constexpr float kJitter = 0.5f;
 
-// The box with its faces moved to the nearest planes through cell centres.
-// The voxeliser samples cells at their centres, so faces there make the
-// cells they cross interface cells: the liquid starts with a free surface.
-Box3<float> fittedToCellCentres(const MAC_LBM_Fluid3& fluid, const Box3<float>& box) {
+// The box snapped to the cells it covers, with each face a quarter cell
+// outside the centres of its outer layer. The voxeliser makes a cell a
+// fluid cell when its centre is inside the mesh and an interface cell when
+// a face crosses it without its centre being inside, so the layer just
+// outside the centres becomes interface cells at every resolution: the
+// liquid starts with a free surface. (Faces through the centres themselves
+// gave no surface at all at some resolutions, and the column never moved.)
+Box3<float> fittedToCells(const MAC_LBM_Fluid3& fluid, const Box3<float>& box) {
     const Vector3<float>& origin = fluid.getGrid().getBox().min;
-    auto fit = [&](const Vector3<float>& world) {
+    auto fit = [&](const Vector3<float>& world, float offset) {
         const Vector3<float> cells = fluid.worldToGridPosition(world) - origin;
-        const Vector3<float> centre(std::floor(cells.x) + 0.5f, std::floor(cells.y) + 0.5f, std::floor(cells.z) + 0.5f);
-        return fluid.gridToWorldPosition(origin + centre);
+        const Vector3<float> face(std::floor(cells.x) + offset, std::floor(cells.y) + offset,
+                                  std::floor(cells.z) + offset);
+        return fluid.gridToWorldPosition(origin + face);
     };
-    return Box3<float>(fit(box.min), fit(box.max));
+    return Box3<float>(fit(box.min, 0.75f), fit(box.max, 0.25f));
 }
 
 bool readSceneMesh(const std::string& path, const char* role, Mesh& mesh, std::string& error) {
@@ -118,7 +123,7 @@ void DemoScene::build(MAC_LBM_Fluid3& fluid, unsigned int requestedCells) {
     fluid.setSinksDrain(true);
     fluid.setConserveMass(true);
     fluid.setDomainBoundaryCells();
-    if (source.triangleCount() == 0) source = makeBoxMesh(fittedToCellCentres(fluid, sourceBox));
+    if (source.triangleCount() == 0) source = makeBoxMesh(fittedToCells(fluid, sourceBox));
     if (drain.triangleCount() > 0) fluid.setSinkCells(drain, true);
     if (kind != SceneKind::Pour) fluid.setFluidCells(source, sourceVelocity, kJitter, 0, kSourceId);
     if (obstacles.empty()) return;
