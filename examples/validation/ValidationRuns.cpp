@@ -149,6 +149,24 @@ void applyWaterOptions(MAC_LBM_Fluid3& fluid, const WaterOptions& options) {
 
 double expectedSpeed(double h, double ratio) { return ratio * std::sqrt(2.0 * kGravity * h); }
 
+namespace {
+
+// A tank of nx x ny x nz cells of edge dx expecting the speed of a fall
+// from the validation column, the block of cells from (1, 1, 1) to `hi`
+// filled with liquid against the back wall, and its solver attached and
+// initialised. False when the tank cannot be sized to the cell counts.
+bool startColumnScene(MAC_LBM_Fluid3& fluid, MAC_LBM_Solver3& solver, const WaterOptions& options, unsigned int nx,
+                      unsigned int ny, unsigned int nz, double dx, const unsigned int hi[3]) {
+    if (!buildTank(fluid, options, nx, ny, nz, dx, expectedSpeed(kColumn, options.speedRatio))) return false;
+    const unsigned int lo[3] = {1, 1, 1};
+    fillCells(fluid, lo, hi);
+    solver.attach(fluid);
+    solver.initialize(options.threads);
+    return true;
+}
+
+}  // namespace
+
 DamBreakResult runDamBreak(const WaterOptions& options, unsigned int cells, double lastT, bool progress,
                            unsigned int across, float frontFill) {
     DamBreakResult result;
@@ -157,12 +175,9 @@ DamBreakResult runDamBreak(const WaterOptions& options, unsigned int cells, doub
     const unsigned int nx = 8 * cells + 2, ny = cells + cells / 2 + 2, nz = across + 2;
     const double dx = kColumn / cells;
     MAC_LBM_Fluid3 fluid;
-    if (!buildTank(fluid, options, nx, ny, nz, dx, expectedSpeed(kColumn, options.speedRatio))) return result;
-    const unsigned int lo[3] = {1, 1, 1}, hi[3] = {cells, cells, across};
-    fillCells(fluid, lo, hi);
     MAC_LBM_Solver3 solver;
-    solver.attach(fluid);
-    solver.initialize(options.threads);
+    const unsigned int hi[3] = {cells, cells, across};
+    if (!startColumnScene(fluid, solver, options, nx, ny, nz, dx, hi)) return result;
     result.dt = fluid.getSolverContext().getDt();
     result.dx = fluid.getSolverContext().getDx();
     result.latticeViscosity = fluid.getSolverContext().getLatticeViscosity();
@@ -201,12 +216,9 @@ HydrostaticResult runHydrostatic(const WaterOptions& options, unsigned int cells
     const unsigned int nx = cells + 2, ny = cells + cells / 2 + 2, nz = kAcross + 2;
     const double dx = kColumn / cells;
     MAC_LBM_Fluid3 fluid;
-    if (!buildTank(fluid, options, nx, ny, nz, dx, expectedSpeed(kColumn, options.speedRatio))) return result;
-    const unsigned int lo[3] = {1, 1, 1}, hi[3] = {cells, cells, kAcross};
-    fillCells(fluid, lo, hi);
     MAC_LBM_Solver3 solver;
-    solver.attach(fluid);
-    solver.initialize(options.threads);
+    const unsigned int hi[3] = {cells, cells, kAcross};
+    if (!startColumnScene(fluid, solver, options, nx, ny, nz, dx, hi)) return result;
     const double dt = fluid.getSolverContext().getDt();
     result.latticeGravity = kGravity * dt * dt / dx;
     result.expectedSlope = 3.0 * result.latticeGravity;
