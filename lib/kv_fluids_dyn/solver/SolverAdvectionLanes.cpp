@@ -135,18 +135,9 @@ KV_AVX2 inline AxisBox axisBox(const Broadcast& b, const __m256& min, const __m2
     return {_mm256_cmp_ps(lower, b.half, _CMP_LE_OQ), _mm256_cmp_ps(upper, b.half, _CMP_LE_OQ), base};
 }
 
-// The trilinear blend of one velocity component over the corners v[0..8),
-// in the order of the sampler's interpolate.
+// a s + b t: one step of the sampler's trilinear blend, in its order.
 KV_AVX2 inline __m256 blend(const __m256& a, const __m256& s, const __m256& b, const __m256& t) {
     return _mm256_add_ps(_mm256_mul_ps(a, s), _mm256_mul_ps(b, t));
-}
-
-KV_AVX2 inline __m256 interpolate(const __m256 (&v)[8], const __m256 (&s)[3], const __m256 (&t)[3]) {
-    const __m256 x00 = blend(v[0], s[0], v[1], t[0]);
-    const __m256 x10 = blend(v[2], s[0], v[3], t[0]);
-    const __m256 x01 = blend(v[4], s[0], v[5], t[0]);
-    const __m256 x11 = blend(v[6], s[0], v[7], t[0]);
-    return blend(blend(x00, s[1], x10, t[1]), s[2], blend(x01, s[1], x11, t[1]), t[2]);
 }
 
 // Folds the squared lengths of the lanes of `mask` into the extremes.
@@ -214,22 +205,31 @@ KV_AVX2 uint32_t moveEight(const Broadcast& b, const CellSample* samples, MAC_Pa
                                                        _mm256_cmpgt_epi32(b.lastCorner[a], first[a])));
 
     // The eight corners: pairs along z are adjacent samples, so one load
-    // per lane brings corners e and e + 4.
+    // per lane brings corners e and e + 4. Corners 0 and 1 (and 4 and 5)
+    // blend along x first, then corners 2 and 3 (6 and 7).
     const __m256i low = _mm256_and_si256(linearIndex(b, first[0], first[1], first[2]), take);
     _mm256_store_si256(reinterpret_cast<__m256i*>(index), low);
-    __m256 v[3][8];
     const uint32_t pairOffset[4] = {0, b.strideScalar, b.nzScalar, b.strideScalar + b.nzScalar};
-    for (int e = 0; e < 4; ++e) {
-        for (uint32_t i = 0; i < kLanes; ++i) rows[i] = &samples[uint32_t(index[i]) + pairOffset[e]].velocity.x;
-        __m256 pair[8];
-        transpose8(rows, pair);
-        for (int h = 0; h < 2; ++h) {
-            const __m256 liquid = _mm256_castsi256_ps(isLiquid(_mm256_castps_si256(pair[4 * h + 3])));
-            for (int a = 0; a < 3; ++a) v[a][e + 4 * h] = _mm256_blendv_ps(own[a], pair[4 * h + a], liquid);
+    __m256 alongX[2][2][3];  // [y][z][axis]: x00, x01, x10, x11
+    for (int y = 0; y < 2; ++y) {
+        __m256 corner[2][2][3];  // [x][z][axis]
+        for (int x = 0; x < 2; ++x) {
+            const uint32_t offset = pairOffset[2 * y + x];
+            for (uint32_t i = 0; i < kLanes; ++i) rows[i] = &samples[uint32_t(index[i]) + offset].velocity.x;
+            __m256 pair[8];
+            transpose8(rows, pair);
+            for (int z = 0; z < 2; ++z) {
+                const __m256 liquid = _mm256_castsi256_ps(isLiquid(_mm256_castps_si256(pair[4 * z + 3])));
+                for (int a = 0; a < 3; ++a) corner[x][z][a] = _mm256_blendv_ps(own[a], pair[4 * z + a], liquid);
+            }
         }
+        for (int z = 0; z < 2; ++z)
+            for (int a = 0; a < 3; ++a) alongX[y][z][a] = blend(corner[0][z][a], s[0], corner[1][z][a], t[0]);
     }
     __m256 velocity[3];
-    for (int a = 0; a < 3; ++a) velocity[a] = interpolate(v[a], s, t);
+    for (int a = 0; a < 3; ++a)
+        velocity[a] = blend(blend(alongX[0][0][a], s[1], alongX[1][0][a], t[1]), s[2],
+                            blend(alongX[0][1][a], s[1], alongX[1][1][a], t[1]), t[2]);
 
     // The step, and the cell it lands in; a landing in a solid bounces,
     // which the scalar path does.

@@ -26,6 +26,17 @@ inline void setFlagShared(LBM_Cell3<float>* cell, unsigned short bit) {
     if ((flags.load(std::memory_order_relaxed) & bit) == 0) flags.fetch_or(bit, std::memory_order_relaxed);
 }
 
+// How many particles ahead the binning starts loading a cell's flag word:
+// the cells lie scattered over memory, and each one's flags are a likely miss.
+constexpr uint32_t kBinLookahead = 64;
+
+// Starts loading the flag word of particle n's cell, when that is liquid.
+inline void prefetchFlags(const ParticleLandings& landings, LBM_Cell3<float>* const* cells, uint32_t n) {
+    const uint32_t index = landings.cells[n];
+    if (index >= ParticleLandings::kOutside || !landings.samples[index].isFluid()) return;
+    __builtin_prefetch(&static_cast<const LBM_Q19_MAC_Cell3F*>(cells[index])->getFlags(), 1);
+}
+
 inline bool isFull(const LBM_Cell3<float>* cell) {
     return cell != nullptr && cell->getType() == LBM_CELL_FLUID;
 }
@@ -116,6 +127,7 @@ void RelabelPass::binParticles(MAC_LBM_Fluid3& fluid, const ParticleLandings* la
             uint32_t flagged = ParticleLandings::kOutside;
             const uint32_t end = range.first + range.count;
             for (uint32_t n = range.first; n < end; ++n) {
+                if (landings != nullptr && n + kBinLookahead < end) prefetchFlags(*landings, cells, n + kBinLookahead);
                 // The cell as Grid3::locate finds it; a particle outside the
                 // grid neither creates a cell nor goes away.
                 uint32_t index = landings != nullptr ? landings->cells[n] : ParticleLandings::kRecompute;
