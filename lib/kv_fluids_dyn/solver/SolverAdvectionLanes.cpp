@@ -24,8 +24,9 @@ static_assert(offsetof(MAC_Particle3, velocity) == offsetof(MAC_Particle3, posit
 static_assert(sizeof(Vector3<float>) == 3 * sizeof(float));
 static_assert(offsetof(CellSample, type) == 3 * sizeof(float));
 
-// Sample indices are scaled by 4 (bytes per word) in 32-bit gathers.
-constexpr uint64_t kMaxLaneCells = uint64_t(1) << 29;
+// The lanes address samples by 32-bit byte offsets, 16 bytes a sample.
+constexpr int kSampleShift = 4;
+constexpr uint64_t kMaxLaneCells = uint64_t(1) << (32 - kSampleShift);
 
 #if KV_ADVECTION_LANES
 #define KV_AVX2 __attribute__((target("avx2")))
@@ -80,14 +81,12 @@ KV_AVX2 inline void transpose4(const float* const (&rows)[AdvectionLanes::kWidth
     out[3] = _mm256_shuffle_ps(t1, t3, 0xEE);
 }
 
-// out[k] lane i := rows[i][k] for eight floats at each of eight addresses.
-KV_AVX2 inline void transpose8(const float* const (&rows)[AdvectionLanes::kWidth], __m256 (&out)[8]) {
+// out[k] lane i := in[i] lane k: the transpose of an 8 x 8 block.
+KV_AVX2 inline void transpose8(const __m256 (&in)[8], __m256 (&out)[8]) {
     __m256 t[8];
     for (int i = 0; i < 8; i += 2) {
-        const __m256 a = _mm256_loadu_ps(rows[i]);
-        const __m256 b = _mm256_loadu_ps(rows[i + 1]);
-        t[i] = _mm256_unpacklo_ps(a, b);
-        t[i + 1] = _mm256_unpackhi_ps(a, b);
+        t[i] = _mm256_unpacklo_ps(in[i], in[i + 1]);
+        t[i + 1] = _mm256_unpackhi_ps(in[i], in[i + 1]);
     }
     __m256 s[8];
     for (int h = 0; h < 8; h += 4) {
@@ -100,6 +99,13 @@ KV_AVX2 inline void transpose8(const float* const (&rows)[AdvectionLanes::kWidth
         out[k] = _mm256_permute2f128_ps(s[k], s[k + 4], 0x20);
         out[k + 4] = _mm256_permute2f128_ps(s[k], s[k + 4], 0x31);
     }
+}
+
+// out[k] lane i := the k-th of the eight floats at base + offsets[i] bytes.
+KV_AVX2 inline void gather8(const char* base, const uint32_t (&offsets)[AdvectionLanes::kWidth], __m256 (&out)[8]) {
+    __m256 rows[8];
+    for (int i = 0; i < 8; ++i) rows[i] = _mm256_loadu_ps(reinterpret_cast<const float*>(base + offsets[i]));
+    transpose8(rows, out);
 }
 
 KV_AVX2 inline __m256i isLiquid(const __m256i& type) {
@@ -208,16 +214,15 @@ KV_AVX2 uint32_t moveEight(const Broadcast& b, const CellSample* samples, MAC_Pa
     // per lane brings corners e and e + 4. Corners 0 and 1 (and 4 and 5)
     // blend along x first, then corners 2 and 3 (6 and 7).
     const __m256i low = _mm256_and_si256(linearIndex(b, first[0], first[1], first[2]), take);
-    _mm256_store_si256(reinterpret_cast<__m256i*>(index), low);
+    alignas(32) uint32_t lowBytes[kLanes];
+    _mm256_store_si256(reinterpret_cast<__m256i*>(lowBytes), _mm256_slli_epi32(low, kSampleShift));
     const uint32_t pairOffset[4] = {0, b.strideScalar, b.nzScalar, b.strideScalar + b.nzScalar};
     __m256 alongX[2][2][3];  // [y][z][axis]: x00, x01, x10, x11
     for (int y = 0; y < 2; ++y) {
         __m256 corner[2][2][3];  // [x][z][axis]
         for (int x = 0; x < 2; ++x) {
-            const uint32_t offset = pairOffset[2 * y + x];
-            for (uint32_t i = 0; i < kLanes; ++i) rows[i] = &samples[uint32_t(index[i]) + offset].velocity.x;
             __m256 pair[8];
-            transpose8(rows, pair);
+            gather8(reinterpret_cast<const char*>(samples + pairOffset[2 * y + x]), lowBytes, pair);
             for (int z = 0; z < 2; ++z) {
                 const __m256 liquid = _mm256_castsi256_ps(isLiquid(_mm256_castps_si256(pair[4 * z + 3])));
                 for (int a = 0; a < 3; ++a) corner[x][z][a] = _mm256_blendv_ps(own[a], pair[4 * z + a], liquid);
@@ -248,18 +253,18 @@ KV_AVX2 uint32_t moveEight(const Broadcast& b, const CellSample* samples, MAC_Pa
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(landed),
                         _mm256_blendv_epi8(_mm256_set1_epi32(int(ParticleLandings::kOutside)), landing, landedInside));
 
-    // Commit the lanes taken: position and velocity, six floats in a row.
+    // Commit the lanes taken: position and velocity, six floats in a row,
+    // stored as four and two.
     const uint32_t bits = uint32_t(_mm256_movemask_ps(_mm256_castsi256_ps(take)));
-    alignas(32) float out[6][kLanes];
-    for (int a = 0; a < 3; ++a) {
-        _mm256_store_ps(out[a], moved[a]);
-        _mm256_store_ps(out[a + 3], velocity[a]);
-    }
+    const __m256 fields[8] = {moved[0],    moved[1],    moved[2],           velocity[0],
+                              velocity[1], velocity[2], _mm256_setzero_ps(), _mm256_setzero_ps()};
+    __m256 particle[8];
+    transpose8(fields, particle);
     for (uint32_t i = 0; i < kLanes; ++i) {
         if ((bits >> i & 1u) == 0) continue;
-        MAC_Particle3& particle = *particles[i];
-        particle.position = Vector3<float>(out[0][i], out[1][i], out[2][i]);
-        particle.velocity = Vector3<float>(out[3][i], out[4][i], out[5][i]);
+        float* const out = &particles[i]->position.x;
+        _mm_storeu_ps(out, _mm256_castps256_ps128(particle[i]));
+        _mm_storel_pi(reinterpret_cast<__m64*>(out + 4), _mm256_extractf128_ps(particle[i], 1));
     }
     foldSpeeds(velocity, take, lowest, highest);
     return bits;
