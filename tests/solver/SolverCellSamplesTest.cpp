@@ -1,14 +1,18 @@
-// The advection samples velocities from a dense copy of the grid's cells;
-// these tests hold that copy to the grid itself, bit for bit, on random
-// scenes of every cell type.
+// The advection samples velocities from a dense copy of the grid's cells
+// and moves most particles eight at a time; these tests hold the copy to
+// the grid itself and the eight-lane moves to the one-particle path, bit for
+// bit, on random scenes of every cell type.
 
+#include <algorithm>
 #include <bit>
+#include <cmath>
 #include <cstdint>
 #include <memory>
 #include <vector>
 
 #include <gtest/gtest.h>
 
+#include "kv_fluids_dyn/solver/internal/AdvectionLanes.h"
 #include "kv_fluids_dyn/solver/internal/AdvectionPass.h"
 #include "kv_fluids_dyn/solver/internal/SolverRandom.h"
 #include "kv_fluids_dyn/solver/internal/VelocitySampler.h"
@@ -20,24 +24,27 @@ using Grid = VelocitySampler::Grid;
 
 // A grid of about `requested` cells with edge `edge`, each site left empty
 // or given a cell of a random type (liquid, surface, solid, sink, gas,
-// unclassified) and a random velocity.
+// unclassified) and a random velocity; with `liquidShare` n, n in 8 sites
+// more are liquid.
 class RandomScene {
 public:
-    RandomScene(uint32_t seed, float edge) : random(seed) {
-        grid.set(Box3<float>({0.0f, 0.0f, 0.0f}, {1.5f, 1.0f, 0.75f}), 10 * 7 * 5, true);
+    RandomScene(uint32_t seed, float edge, unsigned requested = 10 * 7 * 5, uint32_t liquidShare = 0)
+        : random(seed) {
+        grid.set(Box3<float>({0.0f, 0.0f, 0.0f}, {1.5f, 1.0f, 0.75f}), requested, true);
         grid.relay(edge);
         grid.resizeCells();
         static const unsigned char kTypes[] = {LBM_CELL_FLUID, LBM_CELL_FLUID,  LBM_CELL_INTERFACE, LBM_CELL_SOLID,
                                                LBM_CELL_SINK,  LBM_CELL_EMPTY, LBM_CELL_NONE};
         cells.reserve(grid.getCells().size());
         for (LBM_Cell3<float>*& slot : grid.refCells()) {
-            if (random() % 4 == 0) {
+            const bool liquid = liquidShare > 0 && uint32_t(random() % 8) < liquidShare;
+            if (!liquid && random() % 4 == 0) {
                 slot = nullptr;
                 continue;
             }
             cells.push_back(std::make_unique<LBM_Cell3<float>>());
             LBM_Cell3<float>& cell = *cells.back();
-            cell.setType(kTypes[random() % (sizeof(kTypes) / sizeof(kTypes[0]))]);
+            cell.setType(liquid ? kTypes[0] : kTypes[random() % (sizeof(kTypes) / sizeof(kTypes[0]))]);
             cell.setVelocity(Vector3<float>(component(), component(), component()));
             slot = &cell;
         }
@@ -54,6 +61,17 @@ public:
             p[a] = grid.getBox().min[a] + cells * grid.getCellSize()[a];
         }
         return p;
+    }
+
+    // A step of up to `cells` cells per axis, every other one a whole or
+    // half number of cells.
+    Vector3<float> step(float cells) {
+        Vector3<float> v;
+        for (unsigned a = 0; a < 3; ++a) {
+            v[a] = cells * (2.0f * float(random()) / float(SolverRand::kMax) - 1.0f);
+            if (random() % 2 == 0) v[a] = float(int(v[a] * 2.0f)) * 0.5f;
+        }
+        return v;
     }
 
     Grid grid;
@@ -108,6 +126,115 @@ TEST(SolverCellSamples, SampledVelocitiesMatchTheCells) {
         RandomScene scene(s.seed, s.edge);
         compareSamplers(scene, 1 + s.seed % 3);
         if (HasFatalFailure()) return;
+    }
+}
+
+// Squared length in double, as the advection measures speeds.
+double length2(const Vector3<float>& v) {
+    return double(v.x) * double(v.x) + double(v.y) * double(v.y) + double(v.z) * double(v.z);
+}
+
+// Moves random particles with the lanes and each one the lanes took with the
+// one-particle path (its velocity sampled from its own liquid cell, then the
+// step with the bounce), and compares positions, velocities, landing cells
+// and speed extremes bit for bit; the particles handed back must be
+// untouched. Returns how many the lanes took.
+uint32_t compareLanes(RandomScene& scene, uint32_t count, float stepCells) {
+    Array<CellSample> samples;
+    AdvectionPass::sampleCells(scene.grid, samples, 1);
+    const SampledVelocitySampler sampled(scene.grid, CellSampleLookup{samples.data()});
+    const AdvectionLanes lanes(sampled.latticeShape(), sampled.onExactLattice(), samples.data());
+    EXPECT_TRUE(lanes.enabled() || !__builtin_cpu_supports("avx2"));
+
+    std::vector<MAC_Particle3> before(count);
+    for (uint32_t n = 0; n < count; ++n) {
+        before[n].id = n;
+        before[n].position = scene.point();
+        before[n].velocity = scene.step(stepCells);
+    }
+    std::vector<MAC_Particle3> moved = before;
+    std::vector<MAC_Particle3*> pointers(count);
+    for (uint32_t n = 0; n < count; ++n) pointers[n] = &moved[n];
+    std::vector<uint32_t> landed(count, ParticleLandings::kRecompute);
+    std::vector<uint32_t> rest(count);
+    std::vector<bool> handedBack(count, false);
+    double lowest = HUGE_VAL, highest = -HUGE_VAL;
+    // In uneven batches, so that the lanes also see a remainder.
+    for (uint32_t first = 0, batch = 13; first < count; first += batch, batch = batch % 40 + 7) {
+        const uint32_t size = std::min(batch, count - first);
+        const uint32_t left = lanes.move(pointers.data() + first, size, landed.data() + first, rest.data(),
+                                         lowest, highest);
+        for (uint32_t r = 0; r < left; ++r) handedBack[first + rest[r]] = true;
+        for (uint32_t r = 1; r < left; ++r) EXPECT_LT(rest[r - 1], rest[r]);
+    }
+
+    uint32_t taken = 0;
+    double expectedLowest = HUGE_VAL, expectedHighest = -HUGE_VAL;
+    for (uint32_t n = 0; n < count; ++n) {
+        if (handedBack[n]) {
+            expectSameBits(moved[n].position, before[n].position, int(n));
+            expectSameBits(moved[n].velocity, before[n].velocity, int(n));
+            // The one-particle path's landing cell is the cell of where the
+            // particle ends, or left for the relabelling to find after a bounce.
+            MAC_Particle3 particle = before[n];
+            const CellSample* own = sampled.cellAt(particle.position);
+            if (own == nullptr || !own->isFluid()) continue;
+            const Vector3<float> velocity =
+                sampled.sample(particle.position, sampled.offsetOf(particle.position), own->getVelocity());
+            const uint32_t landing = AdvectionPass::moveOnSamples(sampled, scene.grid, velocity, particle);
+            uint32_t index;
+            if (landing != ParticleLandings::kRecompute) {
+                EXPECT_EQ(landing, sampled.indexAtOffset(sampled.offsetOf(particle.position), index)
+                                       ? index
+                                       : ParticleLandings::kOutside)
+                    << n;
+            }
+            continue;
+        }
+        ++taken;
+        MAC_Particle3 expected = before[n];
+        const Vector3<float> offset = sampled.offsetOf(expected.position);
+        const CellSample* own = sampled.cellAtOffset(offset);
+        EXPECT_TRUE(own != nullptr && own->isFluid()) << n;
+        if (own == nullptr || !own->isFluid()) return taken;
+        const Vector3<float> velocity = sampled.sample(expected.position, offset, own->getVelocity());
+        const uint32_t landing = AdvectionPass::moveOnSamples(sampled, scene.grid, velocity, expected);
+        expectSameBits(moved[n].position, expected.position, int(n));
+        expectSameBits(moved[n].velocity, expected.velocity, int(n));
+        EXPECT_EQ(landed[n], landing) << n;
+        // What the relabelling would find from the position.
+        uint32_t index;
+        EXPECT_EQ(landed[n], sampled.indexAtOffset(sampled.offsetOf(moved[n].position), index)
+                                 ? index
+                                 : ParticleLandings::kOutside)
+            << n;
+        expectedLowest = std::min(expectedLowest, length2(expected.velocity));
+        expectedHighest = std::max(expectedHighest, length2(expected.velocity));
+        if (::testing::Test::HasFailure()) return taken;
+    }
+    EXPECT_EQ(std::bit_cast<uint64_t>(lowest), std::bit_cast<uint64_t>(expectedLowest));
+    EXPECT_EQ(std::bit_cast<uint64_t>(highest), std::bit_cast<uint64_t>(expectedHighest));
+    return taken;
+}
+
+// Mostly liquid scenes, where the lanes take most particles, and mixed ones,
+// where they hand many back (own cell not liquid, corners outside the grid,
+// landing in a solid or outside); steps of up to a cell and of up to three.
+TEST(SolverCellSamples, LanesMoveParticlesAsTheOneParticlePath) {
+    const struct {
+        uint32_t seed;
+        unsigned requested;
+        uint32_t liquidShare;
+        float stepCells;
+    } scenes[] = {{11, 24 * 16 * 12, 7, 1.0f}, {12, 24 * 16 * 12, 6, 3.0f}, {13, 10 * 7 * 5, 0, 1.0f},
+                  {14, 10 * 7 * 5, 4, 2.0f}};
+    for (const auto& s : scenes) {
+        RandomScene scene(s.seed, 1.0f, s.requested, s.liquidShare);
+        const uint32_t taken = compareLanes(scene, 20000, s.stepCells);
+        if (HasFailure()) return;
+        if (__builtin_cpu_supports("avx2") && s.liquidShare >= 6) {
+            EXPECT_GT(taken, 20000u / 4) << s.seed;
+        }
     }
 }
 

@@ -213,7 +213,8 @@ void MAC_LBM_Solver3::subStep(MAC_LBM_Fluid3& fluid) {
         // No solid has changed since streaming listed the wall cells.
         PassClock clock(passTimes, P::Label);
         if (conserveMass) massBeforeLabel = keepMassThroughTheFlow(fluid, massBefore);
-        work->relabel.run(fluid, work->stream.wallCells(), MAC_LBM_Fluid3::SolverKey(), threads);
+        work->relabel.run(fluid, work->stream.wallCells(), MAC_LBM_Fluid3::SolverKey(), threads,
+                          work->advection.landings());
     }
     if (conserveMass) {
         balanceMass(fluid, massBeforeLabel);

@@ -6,6 +6,7 @@
 #include "kv_fluids_dyn/lattice/LBM_MAC_Cell3Flags.h"
 #include "kv_fluids_dyn/lattice/LBM_Q19_Constants.h"
 #include "kv_fluids_dyn/parallel/RunParallel.h"
+#include "kv_fluids_dyn/solver/internal/AdvectionLanes.h"
 #include "kv_fluids_dyn/solver/internal/AdvectionPass.h"
 #include "kv_fluids_dyn/solver/internal/GridBlocks.h"
 #include "kv_fluids_dyn/solver/internal/VelocitySampler.h"
@@ -25,14 +26,16 @@ constexpr double kCosPi = -1.0;
 constexpr double kDrawToTurn = 3.0517578125e-5;
 constexpr double kTwoPi = 2.0 * std::numbers::pi;
 
-// Particles that sample their velocities before any of them moves.
-constexpr uint32_t kAdvectionBatch = 16;
+// Particles offered to the lanes at once; those left over sample their
+// velocities before any of them moves.
+constexpr uint32_t kAdvectionBatch = 32;
 
 // Cells that a deep interior cell must not touch: interface cells and solids.
 constexpr unsigned short kNearSurfaceOrWall = MAC_FLAG_NEAR_INTERFACE | MAC_FLAG_NEIGHBOUR_MARK;
 
 template <class Sampler>
-void moveWithSampler(const Sampler& cells, const Grid& grid, const Vector3<float>& velocity, MAC_Particle3& particle);
+uint32_t moveWithSampler(const Sampler& cells, const Grid& grid, const Vector3<float>& velocity,
+                         MAC_Particle3& particle);
 
 // The speed of a particle from its squared length in double, as a float.
 // Monotonic in the squared length, so the extremes of the speeds are the
@@ -106,23 +109,29 @@ void AdvectionPass::run(MAC_LBM_Fluid3& fluid, const unsigned int& threadCount) 
             }
         };
 
-        // Particles go in batches: first every particle of the batch samples
-        // its velocity, then every one moves. Each sample reads only cells,
-        // so the samples of a batch are independent and their long chains
-        // of loads and arithmetic overlap; the moves, removals and losses
-        // happen in particle order as before.
+        // Particles go in batches: the lanes move the common case, then
+        // every other particle of the batch samples its velocity, then every
+        // one of those moves. Each sample reads only cells, so the samples
+        // are independent and their long chains of loads and arithmetic
+        // overlap; the moves, removals and losses happen in particle order.
         MAC_Particle3* const* const particles = system.getParticlesArray().data();
+        const uint32_t particleCount = system.getParticlesArray().size();
+        if (landedCells.size() != particleCount) landedCells.resize(particleCount);
+        uint32_t* const landing = landedCells.data();
+        const AdvectionLanes lanes(velocityAt.latticeShape(), velocityAt.onExactLattice(), samples.data());
         runParallelRanges(
-            system.getParticlesArray().size(),
+            particleCount,
             [&](const WorkRange& range) {
                 Scratch& mine = perThread[range.threadIndex];
+                uint32_t rest[kAdvectionBatch];
                 const CellSample* cellOf[kAdvectionBatch];
                 Vector3<float> velocity[kAdvectionBatch];
                 const uint32_t end = range.first + range.count;
                 for (uint32_t first = range.first; first < end; first += kAdvectionBatch) {
-                    const uint32_t count = std::min(kAdvectionBatch, end - first);
+                    const uint32_t count = lanes.move(particles + first, std::min(kAdvectionBatch, end - first),
+                                                      landing + first, rest, mine.minSpeed2, mine.maxSpeed2);
                     for (uint32_t b = 0; b < count; ++b) {
-                        const Vector3<float>& p = particles[first + b]->position;
+                        const Vector3<float>& p = particles[first + rest[b]]->position;
                         const Vector3<float> offset = velocityAt.offsetOf(p);
                         const CellSample* cell = velocityAt.cellAtOffset(offset);
                         cellOf[b] = cell;
@@ -131,14 +140,16 @@ void AdvectionPass::run(MAC_LBM_Fluid3& fluid, const unsigned int& threadCount) 
                             velocity[b] = velocityAt.sample(p, offset, cell->getVelocity());
                     }
                     for (uint32_t b = 0; b < count; ++b) {
+                        const uint32_t n = first + rest[b];
                         const CellSample* cell = cellOf[b];
+                        landing[n] = ParticleLandings::kRecompute;
                         if (cell == nullptr || !cell->hasCell()) continue;
-                        MAC_Particle3* particle = particles[first + b];
+                        MAC_Particle3* particle = particles[n];
                         if (!cell->isFluid()) {
                             leaveNonLiquid(mine, particle, cell);
                             continue;
                         }
-                        moveWithSampler(velocityAt, grid, velocity[b], *particle);
+                        landing[n] = moveOnSamples(velocityAt, grid, velocity[b], *particle);
                         const Vector3<float>& v = particle->velocity;
                         const double length2 =
                             double(v.x) * double(v.x) + double(v.y) * double(v.y) + double(v.z) * double(v.z);
@@ -164,6 +175,8 @@ void AdvectionPass::run(MAC_LBM_Fluid3& fluid, const unsigned int& threadCount) 
     }
     appendInWorkerOrder(removedIds, perThread, workers, &Scratch::removedIds);
     if (!removedIds.empty()) system.remove(removedIds);
+    landed = {landedCells.data(), samples.data(), landedCells.size()};
+    landingsValid = system.getParticlesCount() > 0 && removedIds.empty();
 
     float minSpeed = 0.0f;
     float maxSpeed = 0.0f;
@@ -260,25 +273,36 @@ void AdvectionPass::moveWithFlow(const MAC_LBM_Fluid3& fluid, const Vector3<floa
     moveWithSampler(VelocitySampler(fluid.getGrid()), fluid.getGrid(), velocity, particle);
 }
 
+uint32_t AdvectionPass::moveOnSamples(const SampledVelocitySampler& cells, const SolverGrid& grid,
+                                      const Vector3<float>& velocity, MAC_Particle3& particle) {
+    return moveWithSampler(cells, grid, velocity, particle);
+}
+
 namespace {
 
 // AdvectionPass::moveWithFlow with the cell lookups of a sampler built for
-// the pass.
+// the pass. Returns the particle's landing cell as a ParticleLandings code:
+// its grid index, kOutside, or kRecompute after a bounce.
 template <class Sampler>
-void moveWithSampler(const Sampler& cells, const Grid& grid, const Vector3<float>& velocity, MAC_Particle3& particle) {
+uint32_t moveWithSampler(const Sampler& cells, const Grid& grid, const Vector3<float>& velocity,
+                         MAC_Particle3& particle) {
     const Vector3<float> oldPosition = particle.position;
     const Vector3<float> oldVelocity = particle.velocity;
     particle.velocity = velocity;
     particle.position = oldPosition + velocity;
 
-    const auto landed = cells.cellAt(particle.position);
-    if (landed == nullptr || !landed->isSolid()) return;
+    const Vector3<float> offset = cells.offsetOf(particle.position);
+    const auto landed = cells.cellAtOffset(offset);
+    if (landed == nullptr || !landed->isSolid()) {
+        uint32_t index;
+        return cells.indexAtOffset(offset, index) ? index : ParticleLandings::kOutside;
+    }
 
     // Reflect the step about the direction of the cell change.
     Vector3<float> normal = truncatedCellCoordinates(grid, particle.position) -
                             truncatedCellCoordinates(grid, oldPosition);
     const float length2 = normal.dot(normal);
-    if (length2 == 0.0f) return;
+    if (length2 == 0.0f) return ParticleLandings::kRecompute;
     normal *= static_cast<float>(1.0 / std::sqrt(static_cast<double>(length2)));
 
     const Vector3<float> reflected = velocity - normal * (2.0f * velocity.dot(normal));
@@ -290,6 +314,7 @@ void moveWithSampler(const Sampler& cells, const Grid& grid, const Vector3<float
         particle.position = oldPosition;
         particle.velocity = oldVelocity;
     }
+    return ParticleLandings::kRecompute;
 }
 
 }  // namespace

@@ -26,6 +26,17 @@ inline void setFlagShared(LBM_Cell3<float>* cell, unsigned short bit) {
     if ((flags.load(std::memory_order_relaxed) & bit) == 0) flags.fetch_or(bit, std::memory_order_relaxed);
 }
 
+// How many particles ahead the binning starts loading a cell's flag word:
+// the cells lie scattered over memory, and each one's flags are a likely miss.
+constexpr uint32_t kBinLookahead = 64;
+
+// Starts loading the flag word of particle n's cell, when that is liquid.
+inline void prefetchFlags(const ParticleLandings& landings, LBM_Cell3<float>* const* cells, uint32_t n) {
+    const uint32_t index = landings.cells[n];
+    if (index >= ParticleLandings::kOutside || !landings.samples[index].isFluid()) return;
+    __builtin_prefetch(&static_cast<const LBM_Q19_MAC_Cell3F*>(cells[index])->getFlags(), 1);
+}
+
 inline bool isFull(const LBM_Cell3<float>* cell) {
     return cell != nullptr && cell->getType() == LBM_CELL_FLUID;
 }
@@ -41,10 +52,10 @@ Vector3<float> neighbourForce(const MAC_LBM_Fluid3::NeighborArray& neighbours) {
 }  // namespace
 
 void RelabelPass::run(MAC_LBM_Fluid3& fluid, const LiquidCells& wallCells, const MAC_LBM_Fluid3::SolverKey& key,
-                      const unsigned int& threads) {
+                      const unsigned int& threads, const ParticleLandings* landings) {
     conserving = fluid.getConserveMass();
     clearStepFlags(fluid, threads);
-    binParticles(fluid, threads);
+    binParticles(fluid, landings, threads);
     createCellsForParticles(fluid, key, threads);
     surfaceCells.clear();
     for (LBM_Q19_MAC_Cell3F* cell : newCells) surfaceCells.push_back(cell);
@@ -88,7 +99,10 @@ void RelabelPass::convertToInterface(const uint32_t& workers) {
     });
 }
 
-void RelabelPass::binParticles(MAC_LBM_Fluid3& fluid, const unsigned int& threads) {
+// Each particle's cell comes from where the advection left it when it
+// knows, else from the particle's position; its type from the advection's
+// samples, which still hold the grid's types, else from the cell.
+void RelabelPass::binParticles(MAC_LBM_Fluid3& fluid, const ParticleLandings* landings, const unsigned int& threads) {
     Scratch* const perThread = perWorker.forWorkers(threads);
     const uint32_t workers = workerCount(threads);
     for (uint32_t t = 0; t < workers; ++t) {
@@ -99,22 +113,40 @@ void RelabelPass::binParticles(MAC_LBM_Fluid3& fluid, const unsigned int& thread
 
     MAC_ParticleSystem3& particles = fluid.ref_MAC_ParticleSystem();
     if (particles.getParticlesCount() == 0) return;
+    MAC_Particle3* const* const particle = particles.getParticlesArray().data();
+    const uint32_t count = particles.getParticlesArray().size();
+    if (landings != nullptr && landings->count != count) landings = nullptr;
     const VelocitySampler lookup(fluid.getGrid());
     LBM_Cell3<float>* const* const cells = fluid.getGrid().getCells().data();
-    runParallel(
-        particles.getParticlesArray(),
-        [&](const unsigned int& t, MAC_Particle3* particle) {
-            // The cell as Grid3::locate finds it; a particle outside the grid
-            // neither creates a cell nor goes away.
-            uint32_t index;
-            if (!lookup.indexAtOffset(lookup.offsetOf(particle->position), index)) return;
-            LBM_Cell3<float>* cell = cells[index];
-            if (cell == nullptr)
-                perThread[t].sites.push_back(index);
-            else if (cell->isSink())
-                perThread[t].sunkIds.push_back(particle->id);
-            else if (cell->isFluid())
-                setFlagShared(cell, MAC_FLAG_HAS_PARTICLE);
+    runParallelRanges(
+        count,
+        [&](const WorkRange& range) {
+            Scratch& mine = perThread[range.threadIndex];
+            // Neighbouring particles mostly share a cell, which needs its
+            // flag set once.
+            uint32_t flagged = ParticleLandings::kOutside;
+            const uint32_t end = range.first + range.count;
+            for (uint32_t n = range.first; n < end; ++n) {
+                if (landings != nullptr && n + kBinLookahead < end) prefetchFlags(*landings, cells, n + kBinLookahead);
+                // The cell as Grid3::locate finds it; a particle outside the
+                // grid neither creates a cell nor goes away.
+                uint32_t index = landings != nullptr ? landings->cells[n] : ParticleLandings::kRecompute;
+                if (index == ParticleLandings::kRecompute &&
+                    !lookup.indexAtOffset(lookup.offsetOf(particle[n]->position), index))
+                    continue;
+                if (index == ParticleLandings::kOutside || index == flagged) continue;
+                const uint32_t type = landings != nullptr ? landings->samples[index].type
+                                      : cells[index] != nullptr ? uint32_t(cells[index]->getType())
+                                                                : CellSample::kNoCell;
+                if (type == CellSample::kNoCell) {
+                    mine.sites.push_back(index);
+                } else if (type == LBM_CELL_SINK) {
+                    mine.sunkIds.push_back(particle[n]->id);
+                } else if (type == LBM_CELL_FLUID || type == LBM_CELL_INTERFACE) {
+                    setFlagShared(cells[index], MAC_FLAG_HAS_PARTICLE);
+                    flagged = index;
+                }
+            }
         },
         threads);
 

@@ -3,6 +3,7 @@
 #include "kv_basic/Array.h"
 #include "kv_fluids_dyn/domain/MAC_LBM_Fluid3.h"
 #include "kv_fluids_dyn/particles/MAC_Particle3.h"
+#include "kv_fluids_dyn/solver/internal/ParticleLandings.h"
 #include "kv_fluids_dyn/solver/internal/PerWorker.h"
 #include "kv_fluids_dyn/solver/internal/SolverRandom.h"
 #include "kv_fluids_dyn/solver/internal/SolverTypes.h"
@@ -28,6 +29,9 @@ namespace kelvar::fluid {
 // flags of the last relabelling, the particles, and the generator state of
 // the re-seeding offsets in the fluid's context. Output: the particles and
 // the generator state.
+// The common case goes eight particles at a time where the processor allows
+// (AdvectionLanes), with the same results; the rest one at a time.
+//
 // Re-seeding goes before removals: it holds particle pointers, and a removal
 // may re-sort a chunk of the pool and move particles.
 class AdvectionPass {
@@ -37,6 +41,17 @@ public:
     // One particle of a liquid cell moved by `velocity` (lattice units), with
     // the bounce off solids; what run() does for each such particle.
     static void moveWithFlow(const MAC_LBM_Fluid3& fluid, const Vector3<float>& velocity, MAC_Particle3& particle);
+
+    // The same on the dense samples: `velocity` sampled by `cells`, which
+    // run() built over `grid`. Returns the particle's landing cell as a
+    // ParticleLandings code.
+    static uint32_t moveOnSamples(const SampledVelocitySampler& cells, const SolverGrid& grid,
+                                  const Vector3<float>& velocity, MAC_Particle3& particle);
+
+    // Where the last run() left the particles, for the relabelling of the
+    // same sub-step; null when it removed particles (the particle array then
+    // changes) or had none.
+    const ParticleLandings* landings() const { return landingsValid ? &landed : nullptr; }
 
     // Copies the type and velocity of every grid position into `samples`,
     // one entry per grid pointer; what run() samples the velocities from.
@@ -62,6 +77,9 @@ private:
     LiquidCells deepCells;
     Array<unsigned int> removedIds;
     Array<CellSample> samples;
+    Array<uint32_t> landedCells;
+    ParticleLandings landed{};
+    bool landingsValid = false;
 };
 
 }  // namespace kelvar::fluid

@@ -3,6 +3,7 @@
 #include "kv_basic/Array.h"
 #include "kv_fluids_dyn/domain/MAC_LBM_Fluid3.h"
 #include "kv_fluids_dyn/solver/internal/GridNeighbourhood.h"
+#include "kv_fluids_dyn/solver/internal/ParticleLandings.h"
 #include "kv_fluids_dyn/solver/internal/PerWorker.h"
 #include "kv_fluids_dyn/solver/internal/SolverTypes.h"
 
@@ -36,7 +37,9 @@ namespace kelvar::fluid {
 //
 // Input: the fluid's grid, its four cell lists as rebuilt at the start of
 // the sub-step, its particles, and `wallCells`: the liquid-list cells with a
-// solid neighbour, for solids as they are now (StreamPass::wallCells()).
+// solid neighbour, for solids as they are now (StreamPass::wallCells()),
+// and, when the advection of the same sub-step ran just before, where it
+// left the particles (AdvectionPass::landings()), or null.
 // Output: the grid and the cells relabelled, particles in sinks removed,
 // createdCells(), the cells made in step 5 in grid order, and, when the
 // fluid's sinks drain, drainedDensity() (the mass drained when mass is
@@ -44,7 +47,7 @@ namespace kelvar::fluid {
 class RelabelPass {
 public:
     void run(MAC_LBM_Fluid3& fluid, const LiquidCells& wallCells, const MAC_LBM_Fluid3::SolverKey& key,
-             const unsigned int& threads);
+             const unsigned int& threads, const ParticleLandings* landings = nullptr);
 
     const LiquidCells& createdCells() const { return newCells; }
     // The density of the cells emptied next to a sink in the last run, summed
@@ -68,7 +71,7 @@ private:
         LiquidCells filled;
     };
 
-    void binParticles(MAC_LBM_Fluid3& fluid, const unsigned int& threads);
+    void binParticles(MAC_LBM_Fluid3& fluid, const ParticleLandings* landings, const unsigned int& threads);
     void createCellsForParticles(MAC_LBM_Fluid3& fluid, const MAC_LBM_Fluid3::SolverKey& key,
                                  const unsigned int& threads);
     void emptyCellsWithoutParticles(MAC_LBM_Fluid3& fluid, const MAC_LBM_Fluid3::SolverKey& key,

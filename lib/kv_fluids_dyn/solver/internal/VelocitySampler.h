@@ -48,6 +48,22 @@ struct CellSampleLookup {
     Cell at(uint32_t index) const { return samples + index; }
 };
 
+// The grid as the lattice path sees it, for code that runs that path in
+// another form (several particles at once): counts, strides, corner,
+// inverse cell size and half cell width.
+struct LatticeShape {
+    uint32_t nx;
+    uint32_t ny;
+    uint32_t nz;
+    uint32_t stride;
+    float countX;
+    float countY;
+    float countZ;
+    Vector3<float> min;
+    Vector3<float> invCellSize;
+    float halfWidth;
+};
+
 // Trilinear velocity sampling for the particle advection: the same
 // arithmetic, operation for operation, as LBM_Fluid3::evalVelocityAt, so the
 // results are bit-identical, but with the grid geometry held in plain
@@ -89,6 +105,14 @@ public:
           unitLattice(cellSize == Vector3<float>(1.0f, 1.0f, 1.0f) && invCellSize == Vector3<float>(1.0f, 1.0f, 1.0f) &&
                       halfWidth == 0.5f && isHalfInteger(min.x) && isHalfInteger(min.y) && isHalfInteger(min.z) &&
                       float(nx) < kExactHalves && float(ny) < kExactHalves && float(nz) < kExactHalves) {}
+
+    // Whether every position inside the grid takes the lattice path, its
+    // cell and corners found by exact integer indices without the clamp.
+    bool onExactLattice() const { return unitLattice && exactIndex && exactCounts; }
+
+    LatticeShape latticeShape() const {
+        return {nx, ny, nz, stride, countX, countY, countZ, min, invCellSize, halfWidth};
+    }
 
     Vector3<float> operator()(const Vector3<float>& p) const {
         const Vector3<float> offset = (p - min).mul(invCellSize);
