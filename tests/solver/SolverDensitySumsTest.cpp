@@ -28,12 +28,29 @@ struct MixedDensities : ::testing::Test {
     WalledScene<PassSolver> scene{12 * 12 * 12, 2};
 };
 
-TEST_F(MixedDensities, ListedDensitiesSumAsTheCellsDo) {
+// Every position's code is its cell's type, kNoCell where it holds none.
+void expectCodesOfGrid(const SolverGrid& grid, const GridTypes& types, unsigned threads) {
+    ASSERT_EQ(types.size(), grid.getCount());
+    uint32_t wrong = 0;
+    for (uint32_t index = 0; index < grid.getCount(); ++index) {
+        const LBM_Cell3<float>* cell = grid.getCells()[index];
+        wrong += types.data()[index] != (cell == nullptr ? GridTypes::kNoCell : cell->getType());
+    }
+    EXPECT_EQ(wrong, 0u) << threads;
+}
+
+TEST_F(MixedDensities, ListedDensitiesSumAsTheCellsDoAndCodesFollowTheGrid) {
     const float expected = liquidDensitySum(scene.fluid.getArrLiquidCells());
     for (unsigned threads : {1u, 2u, 3u}) {
         CellListsPass lists;
-        lists.run(scene.fluid, threads);
+        GridTypes types;
+        lists.run(scene.fluid, types, threads);
         EXPECT_EQ(std::bit_cast<uint32_t>(lists.liquidDensitySum()), std::bit_cast<uint32_t>(expected)) << threads;
+        expectCodesOfGrid(scene.fluid.getGrid(), types, threads);
+
+        GridTypes alone;
+        CellListsPass::writeTypes(scene.fluid.getGrid(), alone, threads);
+        expectCodesOfGrid(scene.fluid.getGrid(), alone, threads);
     }
 }
 

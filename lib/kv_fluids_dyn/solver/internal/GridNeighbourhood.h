@@ -61,19 +61,20 @@ public:
     }
 
     void gather(const uint32_t& index, LBM_Cell3<float>** out) const {
-        uint32_t x, y, z;
-        decode(index, x, y, z);
-        if (x > 0 && x + 1 < nx && y > 0 && y + 1 < ny && z > 0 && z + 1 < nz) {
-            for (unsigned int i = 0; i < q19::kDirectionCount; ++i) out[i] = cells[int64_t(index) + offset[i]];
-            return;
-        }
-        // On a face: a direction is usable when every axis it steps along
-        // has room on that side.
-        const uint32_t room = (x > 0 ? detail::kRoomBelow[0] : 0u) | (x + 1 < nx ? detail::kRoomAbove[0] : 0u) |
-                              (y > 0 ? detail::kRoomBelow[1] : 0u) | (y + 1 < ny ? detail::kRoomAbove[1] : 0u) |
-                              (z > 0 ? detail::kRoomBelow[2] : 0u) | (z + 1 < nz ? detail::kRoomAbove[2] : 0u);
-        for (unsigned int i = 0; i < q19::kDirectionCount; ++i)
-            out[i] = (detail::kNeeds[i] & ~room) == 0 ? cells[int64_t(index) + offset[i]] : nullptr;
+        gatherFrom<LBM_Cell3<float>*>(cells, nullptr, index, out);
+    }
+
+    // The same over a per-position array beside the grid (GridTypes): entry
+    // i is the code at the position in direction i, `outside` beyond a face.
+    void gatherCodes(const unsigned char* codes, const unsigned char& outside, const uint32_t& index,
+                     unsigned char* out) const {
+        gatherFrom<unsigned char>(codes, outside, index, out);
+    }
+
+    // The cell in direction i of a position whose neighbour there lies
+    // inside the grid.
+    LBM_Cell3<float>* neighbour(const uint32_t& index, const unsigned int& i) const {
+        return cells[int64_t(index) + offset[i]];
     }
 
     LBM_Cell3<float>* at(const uint32_t& x, const uint32_t& y, const uint32_t& z) const {
@@ -83,6 +84,23 @@ public:
     const uint32_t& getNy() const { return ny; }
 
 private:
+    template <class Value>
+    void gatherFrom(const Value* values, const Value& outside, const uint32_t& index, Value* out) const {
+        uint32_t x, y, z;
+        decode(index, x, y, z);
+        if (x > 0 && x + 1 < nx && y > 0 && y + 1 < ny && z > 0 && z + 1 < nz) {
+            for (unsigned int i = 0; i < q19::kDirectionCount; ++i) out[i] = values[int64_t(index) + offset[i]];
+            return;
+        }
+        // On a face: a direction is usable when every axis it steps along
+        // has room on that side.
+        const uint32_t room = (x > 0 ? detail::kRoomBelow[0] : 0u) | (x + 1 < nx ? detail::kRoomAbove[0] : 0u) |
+                              (y > 0 ? detail::kRoomBelow[1] : 0u) | (y + 1 < ny ? detail::kRoomAbove[1] : 0u) |
+                              (z > 0 ? detail::kRoomBelow[2] : 0u) | (z + 1 < nz ? detail::kRoomAbove[2] : 0u);
+        for (unsigned int i = 0; i < q19::kDirectionCount; ++i)
+            out[i] = (detail::kNeeds[i] & ~room) == 0 ? values[int64_t(index) + offset[i]] : outside;
+    }
+
     LBM_Cell3<float>* const* cells;
     uint32_t nx;
     uint32_t ny;
