@@ -3,6 +3,7 @@
 
 #include <bit>
 #include <cstdint>
+#include <unordered_set>
 
 #include <gtest/gtest.h>
 
@@ -51,6 +52,49 @@ TEST_F(MixedDensities, ListedDensitiesSumAsTheCellsDoAndCodesFollowTheGrid) {
         GridTypes alone;
         CellListsPass::writeTypes(scene.fluid.getGrid(), alone, threads);
         expectCodesOfGrid(scene.fluid.getGrid(), alone, threads);
+    }
+}
+
+// Relabelling empties every third cell of the top liquid row (their
+// particles are taken away) and creates cells above every fourth; the sum
+// over the listed, emptied and created cells must have the grid walk's bits.
+TEST_F(MixedDensities, DensitySumAfterRelabellingIsTheGridWalksSum) {
+    SceneFluid& fluid = scene.fluid;
+    const unsigned top = highestLiquidRow(fluid);
+    ASSERT_GT(top + 1, 1u);
+    Array<unsigned int> gone;
+    for (const MAC_Particle3* p : fluid.get_MAC_ParticleSystem().getParticlesArray()) {
+        Tuple3<unsigned int> ijk;
+        if (fluid.getGrid().locate(p->position, ijk) && ijk.second == top && (ijk.first + ijk.third) % 3 == 0)
+            gone.push_back(p->id);
+    }
+    fluid.ref_MAC_ParticleSystem().remove(gone);
+    const Vector3<float>& origin = fluid.getGrid().getBox().min;
+    for (unsigned i = 1; i < 9; i += 4)
+        for (unsigned k = 1; k < 9; k += 4)
+            fluid.ref_MAC_ParticleSystem().createParticle(
+                origin + Vector3<float>(float(i) + 0.5f, float(top) + 1.5f, float(k) + 0.5f), {}, 0, {});
+
+    scene.solver.updateCellArrays(fluid);
+    scene.solver.label(2, fluid.refSolverContext(), fluid);
+
+    // The cells relabelling created are the liquid cells the list lacks.
+    const LiquidCells& listed = fluid.getArrLiquidCells();
+    const std::unordered_set<const void*> wasListed(listed.begin(), listed.end());
+    LiquidCells created;
+    uint32_t emptied = 0;
+    for (LBM_Cell3<float>* cell : fluid.refGrid().getCells())
+        if (cell != nullptr && cell->isFluid() && wasListed.count(cell) == 0)
+            created.push_back(static_cast<LBM_Q19_MAC_Cell3F*>(cell));
+    for (const LBM_Q19_MAC_Cell3F* cell : listed) emptied += !cell->isFluid();
+    ASSERT_FALSE(created.empty());
+    ASSERT_GT(emptied, 0u);
+
+    const float expected = gridDensityAndMass(fluid.getGrid()).first;
+    for (unsigned threads : {1u, 2u, 3u}) {
+        ListedDensities scratch;
+        const float sum = liquidDensitySumAfterRelabel(listed, created, scratch, threads);
+        EXPECT_EQ(std::bit_cast<uint32_t>(sum), std::bit_cast<uint32_t>(expected)) << threads;
     }
 }
 

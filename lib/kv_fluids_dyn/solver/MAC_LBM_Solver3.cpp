@@ -223,7 +223,8 @@ void MAC_LBM_Solver3::subStep(MAC_LBM_Fluid3& fluid) {
     float rhoAfter;
     {
         PassClock clock(passTimes, P::DensityAfter);
-        rhoAfter = liquidDensitySumAfterRelabel(fluid.getArrLiquidCells(), work->relabel.createdCells());
+        rhoAfter = liquidDensitySumAfterRelabel(fluid.getArrLiquidCells(), work->relabel.createdCells(),
+                                                work->listedDensities, threads);
     }
     {
         PassClock clock(passTimes, P::Distribute);

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <cstdint>
+
+#include "kv_basic/Array.h"
 #include "kv_basic/Tuple.h"
 #include "kv_fluids_dyn/solver/internal/SolverTypes.h"
 
@@ -12,12 +15,21 @@ namespace kelvar::fluid {
 // The sum over a list of liquid cells in its order.
 float liquidDensitySum(const LiquidCells& cells);
 
+// What the density sum after the relabelling reads from each listed cell,
+// copied into dense arrays; kept from sub-step to sub-step.
+struct ListedDensities {
+    Array<float> density;
+    Array<uint32_t> gridIndex;
+};
+
 // The sum over the liquid cells after the relabelling, without a walk over
 // the grid: those are the step's liquid list (grid order) less the emptied
 // cells, which have lost their type, plus the cells the relabelling created
 // (grid order too); merged by grid index, the same cells are summed in the
-// same order as a walk over the grid would.
-float liquidDensitySumAfterRelabel(const LiquidCells& listed, const LiquidCells& created);
+// same order as a walk over the grid would. The workers copy the listed
+// cells' densities and indices into `scratch`; one thread then adds them.
+float liquidDensitySumAfterRelabel(const LiquidCells& listed, const LiquidCells& created, ListedDensities& scratch,
+                                   const unsigned int& threads);
 
 // Density and mass sums over the grid's liquid cells, in grid order.
 Tuple2<float, float> gridDensityAndMass(const SolverGrid& grid);

@@ -2,6 +2,7 @@
 
 #include "kv_fluids_dyn/solver/internal/AdvectionPass.h"
 #include "kv_fluids_dyn/solver/internal/CellListsPass.h"
+#include "kv_fluids_dyn/solver/internal/DensitySums.h"
 #include "kv_fluids_dyn/solver/internal/InterfacePass.h"
 #include "kv_fluids_dyn/solver/internal/MassBalance.h"
 #include "kv_fluids_dyn/solver/internal/RelabelPass.h"
@@ -21,6 +22,7 @@ struct SolverWorkspace {
     InterfacePass interface;
     AdvectionPass advection;
     RelabelPass relabel;
+    ListedDensities listedDensities;
     DistributePass distribute;
     KeptMassExchangePass keptExchange;
     MassHandBackPass handBack;
