@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include "SolverTestScene.h"
+#include "kv_fluids_dyn/solver/internal/CellListsPass.h"
 #include "kv_fluids_dyn/solver/internal/GridNeighbourhood.h"
 #include "kv_fluids_dyn/solver/internal/SolverRandom.h"
 #include "kv_fluids_dyn/solver/internal/SolverTypes.h"
@@ -65,6 +66,36 @@ void streamCellByCell(SceneFluid& fluid) {
         grid.gather(cell->getGridMonoindex(), neighbours.data());
         cell->streamPassSolid(neighbours);
     }
+}
+
+// Every position of the mixed grid: the decoded position is the one plain
+// division gives, the gathered neighbours are the fluid's own, and the
+// gathered codes are those of the gathered cells.
+TEST(SolverStreaming, NeighbourhoodGathersWhatTheFluidFinds) {
+    MixedSites mixed(1);
+    SceneFluid& fluid = mixed.scene.fluid;
+    const SolverGrid& cells = fluid.getGrid();
+    GridTypes types;
+    CellListsPass::writeTypes(cells, types, 2);
+    const GridNeighbourhood grid(cells);
+    AllNeighbours gathered;
+    unsigned char codes[q19::kDirectionCount];
+    MAC_LBM_Fluid3::NeighborArray expected(q19::kDirectionCount - 1);
+    uint32_t wrong = 0;
+    for (uint32_t index = 0; index < cells.getCount(); ++index) {
+        uint32_t x, y, z;
+        grid.decode(index, x, y, z);
+        ASSERT_EQ(cells.index(x, y, z), index);
+        ASSERT_TRUE(x == index / (cells.getNy() * cells.getNz()) && z == index % cells.getNz());
+        grid.gather(index, gathered.data());
+        grid.gatherCodes(types.data(), GridTypes::kNoCell, index, codes);
+        fluid.getNeighborCells(x, y, z, cells, expected);
+        for (unsigned i = 1; i < q19::kDirectionCount; ++i) {
+            wrong += gathered[i] != expected[i - 1];
+            wrong += codes[i] != (gathered[i] == nullptr ? GridTypes::kNoCell : gathered[i]->getType());
+        }
+    }
+    EXPECT_EQ(wrong, 0u);
 }
 
 TEST(SolverStreaming, SwapPassLeavesEveryCellAsItsOwnStreamingDoes) {
