@@ -223,8 +223,7 @@ void MAC_LBM_Solver3::subStep(MAC_LBM_Fluid3& fluid) {
     float rhoAfter;
     {
         PassClock clock(passTimes, P::DensityAfter);
-        rhoAfter = liquidDensitySumAfterRelabel(fluid.getArrLiquidCells(), work->relabel.createdCells(),
-                                                work->listedDensities, threads);
+        rhoAfter = liquidDensitySumAfterRelabel(work->relabel.listedDensities(), work->relabel.createdCells());
     }
     {
         PassClock clock(passTimes, P::Distribute);

@@ -3,8 +3,6 @@
 #include <cfloat>
 #include <cstdint>
 
-#include "kv_fluids_dyn/parallel/RunParallel.h"
-
 namespace kelvar::fluid {
 
 float liquidDensitySum(const LiquidCells& cells) {
@@ -13,30 +11,15 @@ float liquidDensitySum(const LiquidCells& cells) {
     return sum;
 }
 
-float liquidDensitySumAfterRelabel(const LiquidCells& listed, const LiquidCells& created, ListedDensities& scratch,
-                                   const unsigned int& threads) {
-    const uint32_t listedCount = listed.size();
-    scratch.density.resize(listedCount);
-    scratch.gridIndex.resize(listedCount);
-    float* const density = scratch.density.data();
-    uint32_t* const gridIndex = scratch.gridIndex.data();
-    // An emptied cell adds +0, which leaves the sum as it was: the sum
-    // starts at +0 and so never becomes -0, the one value +0 would change.
-    runParallelIndices(
-        listedCount,
-        [&](const unsigned int&, uint32_t i) {
-            const LBM_Q19_MAC_Cell3F* cell = listed[i];
-            density[i] = cell->isFluid() ? cell->getDensity() : 0.0f;
-            gridIndex[i] = cell->getGridMonoindex();
-        },
-        threads);
+float liquidDensitySumAfterRelabel(const ListedDensities& listed, const LiquidCells& created) {
     float sum = 0.0f;
     uint32_t c = 0;
     const uint32_t createdCount = created.size();
+    const uint32_t listedCount = listed.density.size();
     for (uint32_t i = 0; i < listedCount; ++i) {
-        for (; c < createdCount && created[c]->getGridMonoindex() < gridIndex[i]; ++c)
+        for (; c < createdCount && created[c]->getGridMonoindex() < listed.gridIndex[i]; ++c)
             if (created[c]->isFluid()) sum += created[c]->getDensity();
-        sum += density[i];
+        sum += listed.density[i];
     }
     for (; c < createdCount; ++c)
         if (created[c]->isFluid()) sum += created[c]->getDensity();

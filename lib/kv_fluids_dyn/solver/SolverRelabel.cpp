@@ -177,10 +177,17 @@ void RelabelPass::emptyCellsWithoutParticles(MAC_LBM_Fluid3& fluid, const MAC_LB
     }
     const bool drains = fluid.getSinksDrain();
     const GridNeighbourhood grid(fluid.getGrid());
-    runParallel(
-        fluid.refArrLiquidCells(),
-        [&](const unsigned int& t, LBM_Q19_MAC_Cell3F* cell) {
-            if (cell->getFlags().test(MAC_FLAG_HAS_PARTICLE)) return;
+    const LiquidCells& listed = fluid.getArrLiquidCells();
+    remaining.density.resize(listed.size());
+    remaining.gridIndex.resize(listed.size());
+    runParallelIndices(
+        listed.size(),
+        [&](const unsigned int& t, uint32_t n) {
+            LBM_Q19_MAC_Cell3F* cell = listed[n];
+            const bool stays = cell->getFlags().test(MAC_FLAG_HAS_PARTICLE);
+            remaining.density[n] = stays ? cell->getDensity() : 0.0f;
+            remaining.gridIndex[n] = cell->getGridMonoindex();
+            if (stays) return;
             Scratch& mine = perThread[t];
             mine.emptied.push_back(cell);
             grid.gather(cell->getGridMonoindex(), mine.neighbours.data());

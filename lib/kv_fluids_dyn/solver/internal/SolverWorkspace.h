@@ -2,7 +2,6 @@
 
 #include "kv_fluids_dyn/solver/internal/AdvectionPass.h"
 #include "kv_fluids_dyn/solver/internal/CellListsPass.h"
-#include "kv_fluids_dyn/solver/internal/DensitySums.h"
 #include "kv_fluids_dyn/solver/internal/InterfacePass.h"
 #include "kv_fluids_dyn/solver/internal/MassBalance.h"
 #include "kv_fluids_dyn/solver/internal/RelabelPass.h"
@@ -22,7 +21,6 @@ struct SolverWorkspace {
     InterfacePass interface;
     AdvectionPass advection;
     RelabelPass relabel;
-    ListedDensities listedDensities;
     DistributePass distribute;
     KeptMassExchangePass keptExchange;
     MassHandBackPass handBack;
