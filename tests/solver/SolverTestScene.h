@@ -33,6 +33,7 @@ struct PassSolver : MAC_LBM_Solver3 {
     using MAC_LBM_Solver3::distributeRho;
     using MAC_LBM_Solver3::label;
     using MAC_LBM_Solver3::SPHKernel;
+    using MAC_LBM_Solver3::stream;
     using MAC_LBM_Solver3::streamPeriodicBoundaries;
     using MAC_LBM_Solver3::updateCellArrays;
 };

@@ -191,18 +191,8 @@ void LBM_Q19_Cell3<T>::collision(const T& nu) {
 }
 
 template <class T>
-const T& LBM_Q19_Cell3<T>::getPdfAt(const unsigned int& i) const {
-    return pdfs[i];
-}
-
-template <class T>
 T LBM_Q19_Cell3<T>::calcFeq(const unsigned int& i) const {
     return calcFeq(i, T(1), this->velocity);
-}
-
-template <class T>
-void LBM_Q19_Cell3<T>::setPdfAt(const unsigned int& i, T value) {
-    pdfs[i] = value;
 }
 
 template <class T>

@@ -88,6 +88,18 @@ protected:
     T pdfs[q19::kDirectionCount];
 };
 
+// Defined here so that a call qualified with this class, which a pass that
+// knows its cells' class makes instead of a virtual one, is inlined.
+template <class T>
+inline const T& LBM_Q19_Cell3<T>::getPdfAt(const unsigned int& i) const {
+    return pdfs[i];
+}
+
+template <class T>
+inline void LBM_Q19_Cell3<T>::setPdfAt(const unsigned int& i, T value) {
+    pdfs[i] = value;
+}
+
 extern template class KV_EXPORT LBM_Q19_Cell3<float>;
 
 }  // namespace kelvar::fluid

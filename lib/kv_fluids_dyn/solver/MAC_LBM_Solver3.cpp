@@ -171,7 +171,7 @@ void MAC_LBM_Solver3::subStep(MAC_LBM_Fluid3& fluid) {
     double massBefore = 0.0;
     {
         PassClock clock(passTimes, P::CellArrays);
-        work->cellLists.run(fluid, threads);
+        work->cellLists.run(fluid, work->types, threads);
         // The liquid list holds exactly the fluid and interface cells in grid
         // order, so this is computeRhoAndMass's density sum without a second
         // walk over the grid; the pass copied the densities in list order.
@@ -186,7 +186,7 @@ void MAC_LBM_Solver3::subStep(MAC_LBM_Fluid3& fluid) {
     }
     {
         PassClock clock(passTimes, P::Stream);
-        work->stream.run(fluid, threads);
+        work->stream.run(fluid, work->types, threads);
     }
     {
         PassClock clock(passTimes, P::Reconstruct);
@@ -224,7 +224,7 @@ void MAC_LBM_Solver3::subStep(MAC_LBM_Fluid3& fluid) {
     float rhoAfter;
     {
         PassClock clock(passTimes, P::DensityAfter);
-        rhoAfter = liquidDensitySumAfterRelabel(fluid.getArrLiquidCells(), work->relabel.createdCells());
+        rhoAfter = liquidDensitySumAfterRelabel(work->relabel.listedDensities(), work->relabel.createdCells());
     }
     {
         PassClock clock(passTimes, P::Distribute);

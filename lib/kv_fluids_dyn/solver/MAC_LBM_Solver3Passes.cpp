@@ -9,8 +9,11 @@
 
 namespace kelvar::fluid {
 
+// The type codes are written afresh: the grid may have changed since the
+// last sub-step's cell lists.
 void MAC_LBM_Solver3::stream(const unsigned int& threadCount, MAC_LBM_Fluid3& fluid) {
-    work->stream.run(fluid, threadCount);
+    CellListsPass::writeTypes(fluid.getGrid(), work->types, threadCount);
+    work->stream.run(fluid, work->types, threadCount);
 }
 
 void MAC_LBM_Solver3::collision(const unsigned int& threadCount, const MAC_LBM_SolverContext3& context,
@@ -18,7 +21,7 @@ void MAC_LBM_Solver3::collision(const unsigned int& threadCount, const MAC_LBM_S
     collideLiquidCells(fluid.refArrLiquidCells(), context, threadCount);
 }
 
-void MAC_LBM_Solver3::updateCellArrays(MAC_LBM_Fluid3& fluid) { work->cellLists.run(fluid, threads); }
+void MAC_LBM_Solver3::updateCellArrays(MAC_LBM_Fluid3& fluid) { work->cellLists.run(fluid, work->types, threads); }
 
 void MAC_LBM_Solver3::updateSolidCellArray(MAC_LBM_Fluid3& fluid) { work->cellLists.runSolids(fluid, threads); }
 
@@ -51,7 +54,8 @@ void MAC_LBM_Solver3::distributeRho(const unsigned int& threadCount, const float
 // The wall cells are listed afresh from the liquid list, for solids as they
 // stand: what the streaming of a sub-step lists before its relabelling.
 void MAC_LBM_Solver3::label(const unsigned int& threadCount, MAC_LBM_SolverContext3&, MAC_LBM_Fluid3& fluid) {
-    work->stream.listWallCells(fluid, threadCount);
+    CellListsPass::writeTypes(fluid.getGrid(), work->types, threadCount);
+    work->stream.listWallCells(fluid, work->types, threadCount);
     work->relabel.run(fluid, work->stream.wallCells(), MAC_LBM_Fluid3::SolverKey(), threadCount);
 }
 

@@ -1,4 +1,5 @@
 #include <cstring>
+#include <utility>
 
 #include "kv_fluids_dyn/lattice/LBM_CellType.h"
 #include "kv_fluids_dyn/parallel/RunParallel.h"
@@ -9,22 +10,36 @@ namespace kelvar::fluid {
 
 namespace {
 
-// Copies the lists `list` of the blocks into `out`, in block order; each
-// block's share is copied by the worker that the block is dealt to.
+// One joined list sized for the lists `list` of every block, and where each
+// block's share of it starts; copyBlock fills one block's share.
 template <class Out, class Record, class List>
-void joinBlocks(Out& out, const Record* blocks, List Record::*list, const unsigned int& threads) {
+class BlockJoin {
+public:
+    BlockJoin(Out& out, const Record* blocks, List Record::*list) : blocks(blocks), list(list) {
+        offsets[0] = 0;
+        for (uint32_t b = 0; b < kGridBlocks; ++b) offsets[b + 1] = offsets[b] + (blocks[b].*list).size();
+        out.clear();
+        first = out.appendForOverwrite(offsets[kGridBlocks]);
+    }
+
+    void copyBlock(const uint32_t& b) const {
+        const auto& from = blocks[b].*list;
+        if (!from.empty()) std::memcpy(first + offsets[b], from.data(), sizeof(from[0]) * from.size());
+    }
+
+private:
+    const Record* blocks;
+    List Record::*list;
+    decltype(std::declval<Out&>().appendForOverwrite(0)) first;
     uint32_t offsets[kGridBlocks + 1];
-    offsets[0] = 0;
-    for (uint32_t b = 0; b < kGridBlocks; ++b) offsets[b + 1] = offsets[b] + (blocks[b].*list).size();
-    out.clear();
-    auto* const first = out.appendForOverwrite(offsets[kGridBlocks]);
+};
+
+// Copies the blocks' shares of every join, in one pass whose blocks are
+// dealt to the workers as the grid's are.
+template <class... Joins>
+void joinBlocks(const unsigned int& threads, const Joins&... joins) {
     runGridBlocks(
-        kGridBlocks,
-        [&](const unsigned int&, uint32_t b, const GridBlock&) {
-            const auto& from = blocks[b].*list;
-            if (!from.empty()) std::memcpy(first + offsets[b], from.data(), sizeof(from[0]) * from.size());
-        },
-        threads);
+        kGridBlocks, [&](const unsigned int&, uint32_t b, const GridBlock&) { (joins.copyBlock(b), ...); }, threads);
 }
 
 }  // namespace
@@ -41,16 +56,22 @@ CellListsPass::Lists* CellListsPass::clearedBlocks() {
     return blocks.data();
 }
 
-void CellListsPass::run(MAC_LBM_Fluid3& fluid, const unsigned int& threads) {
+void CellListsPass::run(MAC_LBM_Fluid3& fluid, GridTypes& types, const unsigned int& threads) {
     Lists* const lists = clearedBlocks();
     LBM_Cell3<float>* const* const cells = fluid.getGrid().getCells().data();
+    types.resize(fluid.getGrid().getCount());
+    unsigned char* const codes = types.data();
     runGridBlocks(
         fluid.getGrid().getCount(),
         [&](const unsigned int&, uint32_t b, const GridBlock& block) {
             Lists& mine = lists[b];
             for (uint32_t index = block.first; index < block.end; ++index) {
                 LBM_Cell3<float>* cell = cells[index];
-                if (cell == nullptr) continue;
+                if (cell == nullptr) {
+                    codes[index] = GridTypes::kNoCell;
+                    continue;
+                }
+                codes[index] = cell->getType();
                 switch (cell->getType()) {
                     case LBM_CELL_SOLID:
                         mine.solid.push_back(static_cast<LBM_SolidCell3<float>*>(cell));
@@ -72,10 +93,10 @@ void CellListsPass::run(MAC_LBM_Fluid3& fluid, const unsigned int& threads) {
         },
         threads);
 
-    joinBlocks(fluid.refArrLiquidCells(), lists, &Lists::liquid, threads);
-    joinBlocks(fluid.refArrInterfaceCells(), lists, &Lists::interface, threads);
-    joinBlocks(fluid.refArrSolidCells(), lists, &Lists::solid, threads);
-    joinBlocks(fluid.refArrSinkCells(), lists, &Lists::sink, threads);
+    joinBlocks(threads, BlockJoin(fluid.refArrLiquidCells(), lists, &Lists::liquid),
+               BlockJoin(fluid.refArrInterfaceCells(), lists, &Lists::interface),
+               BlockJoin(fluid.refArrSolidCells(), lists, &Lists::solid),
+               BlockJoin(fluid.refArrSinkCells(), lists, &Lists::sink));
 }
 
 float CellListsPass::liquidDensitySum() const {
@@ -83,6 +104,19 @@ float CellListsPass::liquidDensitySum() const {
     for (const Lists& lists : blocks)
         for (const float& density : lists.density) sum += density;
     return sum;
+}
+
+void CellListsPass::writeTypes(const SolverGrid& grid, GridTypes& types, const unsigned int& threads) {
+    LBM_Cell3<float>* const* const cells = grid.getCells().data();
+    types.resize(grid.getCount());
+    unsigned char* const codes = types.data();
+    runGridBlocks(
+        grid.getCount(),
+        [&](const unsigned int&, uint32_t, const GridBlock& block) {
+            for (uint32_t index = block.first; index < block.end; ++index)
+                codes[index] = cells[index] == nullptr ? GridTypes::kNoCell : cells[index]->getType();
+        },
+        threads);
 }
 
 void CellListsPass::runSolids(MAC_LBM_Fluid3& fluid, const unsigned int& threads) {
@@ -98,7 +132,7 @@ void CellListsPass::runSolids(MAC_LBM_Fluid3& fluid, const unsigned int& threads
             }
         },
         threads);
-    joinBlocks(fluid.refArrSolidCells(), lists, &Lists::solid, threads);
+    joinBlocks(threads, BlockJoin(fluid.refArrSolidCells(), lists, &Lists::solid));
 }
 
 }  // namespace kelvar::fluid

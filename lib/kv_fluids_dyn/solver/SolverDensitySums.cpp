@@ -5,32 +5,21 @@
 
 namespace kelvar::fluid {
 
-namespace {
-
-// How many cells ahead the walk over the listed cells fetches.
-constexpr uint32_t kAhead = 16;
-
-}  // namespace
-
 float liquidDensitySum(const LiquidCells& cells) {
     float sum = 0.0f;
     for (const LBM_Q19_MAC_Cell3F* cell : cells) sum += cell->getDensity();
     return sum;
 }
 
-float liquidDensitySumAfterRelabel(const LiquidCells& listed, const LiquidCells& created) {
+float liquidDensitySumAfterRelabel(const ListedDensities& listed, const LiquidCells& created) {
     float sum = 0.0f;
     uint32_t c = 0;
     const uint32_t createdCount = created.size();
-    const uint32_t listedCount = listed.size();
+    const uint32_t listedCount = listed.density.size();
     for (uint32_t i = 0; i < listedCount; ++i) {
-        // One thread walks every listed cell: keep the next ones on the way.
-        if (i + kAhead < listedCount) __builtin_prefetch(listed[i + kAhead]);
-        const LBM_Q19_MAC_Cell3F* cell = listed[i];
-        if (!cell->isFluid()) continue;
-        for (; c < createdCount && created[c]->getGridMonoindex() < cell->getGridMonoindex(); ++c)
+        for (; c < createdCount && created[c]->getGridMonoindex() < listed.gridIndex[i]; ++c)
             if (created[c]->isFluid()) sum += created[c]->getDensity();
-        sum += cell->getDensity();
+        sum += listed.density[i];
     }
     for (; c < createdCount; ++c)
         if (created[c]->isFluid()) sum += created[c]->getDensity();

@@ -28,10 +28,14 @@ void InterfacePass::updateEpsilon(MAC_LBM_Fluid3& fluid, const unsigned int& thr
     fluid.refDirtyFlags().set(MAC_LBM_Fluid3::VOF_DIRTY);
 }
 
+// The rebuild reads only the cell's own slots and marks, so the neighbours
+// are not gathered: each worker hands its array as it stands.
 void InterfacePass::reconstructPdfs(MAC_LBM_Fluid3& fluid, const unsigned int& threads) {
-    forEachInterfaceCell(fluid, threads, [](LBM_Q19_MAC_Cell3F& cell, const AllNeighbours& neighbours) {
-        cell.reconstructPdfs(neighbours);
-    });
+    Scratch* const scratch = perWorker.forWorkers(threads);
+    runParallel(
+        fluid.refArrInterfaceCells(),
+        [&](const unsigned int& t, LBM_Q19_MAC_Cell3F* cell) { cell->reconstructPdfs(scratch[t].neighbours); },
+        threads);
 }
 
 void InterfacePass::massExchange(MAC_LBM_Fluid3& fluid, const unsigned int& threads) {

@@ -8,6 +8,7 @@
 #include "kv_fluids_dyn/parallel/RunParallel.h"
 #include "kv_fluids_dyn/solver/internal/GridNeighbourhood.h"
 #include "kv_fluids_dyn/solver/internal/MassBalance.h"
+#include "kv_fluids_dyn/solver/internal/OnePass.h"
 #include "kv_fluids_dyn/solver/internal/VelocitySampler.h"
 
 namespace kelvar::fluid {
@@ -67,22 +68,18 @@ void RelabelPass::run(MAC_LBM_Fluid3& fluid, const LiquidCells& wallCells, const
 }
 
 void RelabelPass::clearStepFlags(MAC_LBM_Fluid3& fluid, const unsigned int& threads) {
-    runParallel(
-        fluid.refArrLiquidCells(),
-        [](const unsigned int&, LBM_Q19_MAC_Cell3F* cell) { cell->refFlags().clear(kStepLiquidFlags); }, threads);
-    runParallel(
-        fluid.refArrSolidCells(),
-        [](const unsigned int&, LBM_SolidCell3<float>* cell) {
-            cell->setFlags(static_cast<unsigned short>(cell->getFlags() & ~LBM_SolidCell3<float>::kStepMark));
-        },
-        threads);
+    const auto clearLiquid = [](const unsigned int&, LBM_Q19_MAC_Cell3F* cell) {
+        cell->refFlags().clear(kStepLiquidFlags);
+    };
+    const auto clearSolid = [](const unsigned int&, LBM_SolidCell3<float>* cell) {
+        cell->setFlags(static_cast<unsigned short>(cell->getFlags() & ~LBM_SolidCell3<float>::kStepMark));
+    };
     // A sink that the next placement of its mesh does not mark again is swept.
-    runParallel(
-        fluid.refArrSinkCells(),
-        [](const unsigned int&, LBM_SinkCell3<float>* cell) {
-            cell->setFlags(static_cast<unsigned short>(cell->getFlags() & ~LBM_SinkCell3<float>::kPlacementMark));
-        },
-        threads);
+    const auto clearSink = [](const unsigned int&, LBM_SinkCell3<float>* cell) {
+        cell->setFlags(static_cast<unsigned short>(cell->getFlags() & ~LBM_SinkCell3<float>::kPlacementMark));
+    };
+    runVisitsInOnePass(threads, visitList(fluid.refArrLiquidCells(), clearLiquid),
+                       visitList(fluid.refArrSolidCells(), clearSolid), visitList(fluid.refArrSinkCells(), clearSink));
 }
 
 // Turns the recorded full cells that are still full into interface cells,
@@ -212,10 +209,17 @@ void RelabelPass::emptyCellsWithoutParticles(MAC_LBM_Fluid3& fluid, const MAC_LB
     }
     const bool drains = fluid.getSinksDrain();
     const GridNeighbourhood grid(fluid.getGrid());
-    runParallel(
-        fluid.refArrLiquidCells(),
-        [&](const unsigned int& t, LBM_Q19_MAC_Cell3F* cell) {
-            if (cell->getFlags().test(MAC_FLAG_HAS_PARTICLE)) return;
+    const LiquidCells& listed = fluid.getArrLiquidCells();
+    remaining.density.resize(listed.size());
+    remaining.gridIndex.resize(listed.size());
+    runParallelIndices(
+        listed.size(),
+        [&](const unsigned int& t, uint32_t n) {
+            LBM_Q19_MAC_Cell3F* cell = listed[n];
+            const bool stays = cell->getFlags().test(MAC_FLAG_HAS_PARTICLE);
+            remaining.density[n] = stays ? cell->getDensity() : 0.0f;
+            remaining.gridIndex[n] = cell->getGridMonoindex();
+            if (stays) return;
             Scratch& mine = perThread[t];
             mine.emptied.push_back(cell);
             grid.gather(cell->getGridMonoindex(), mine.neighbours.data());
@@ -336,40 +340,35 @@ void RelabelPass::markFluidNeighbours(MAC_LBM_Fluid3& fluid, const LiquidCells& 
     Scratch* const perThread = perWorker.forWorkers(threads);
     const GridNeighbourhood grid(fluid.getGrid());
     // Two workers may flag the same neighbour; the bit is set atomically.
-    runParallel(
-        surfaceCells,
-        [&](const unsigned int& t, LBM_Q19_MAC_Cell3F* cell) {
-            if (!cell->isInterface()) return;
-            AllNeighbours& neighbours = perThread[t].neighbours;
-            grid.gather(cell->getGridMonoindex(), neighbours.data());
-            for (unsigned int i = 1; i < q19::kDirectionCount; ++i)
-                if (isFull(neighbours[i])) setFlagShared(neighbours[i], MAC_FLAG_NEAR_INTERFACE);
-        },
-        threads);
+    const auto flagNearInterface = [&](const unsigned int& t, LBM_Q19_MAC_Cell3F* cell) {
+        if (!cell->isInterface()) return;
+        AllNeighbours& neighbours = perThread[t].neighbours;
+        grid.gather(cell->getGridMonoindex(), neighbours.data());
+        for (unsigned int i = 1; i < q19::kDirectionCount; ++i)
+            if (isFull(neighbours[i])) setFlagShared(neighbours[i], MAC_FLAG_NEAR_INTERFACE);
+    };
     // The wall flags from the liquid side: a full cell has a solid among its
     // neighbours exactly when it is among that solid's neighbours. A full
     // cell now is either a cell of the step's liquid list, which is among
     // the wall cells when it has a solid neighbour, or a cell created from
     // particles in this relabelling.
-    runParallel(
-        wallCells,
-        [&](const unsigned int&, LBM_Q19_MAC_Cell3F* cell) {
-            if (isFull(cell)) setFlagShared(cell, MAC_FLAG_NEIGHBOUR_MARK);
-        },
-        threads);
-    runParallel(
-        newCells,
-        [&](const unsigned int& t, LBM_Q19_MAC_Cell3F* cell) {
-            if (!isFull(cell)) return;
-            AllNeighbours& neighbours = perThread[t].neighbours;
-            grid.gather(cell->getGridMonoindex(), neighbours.data());
-            for (unsigned int i = 1; i < q19::kDirectionCount; ++i)
-                if (neighbours[i] != nullptr && neighbours[i]->isSolid()) {
-                    setFlagShared(cell, MAC_FLAG_NEIGHBOUR_MARK);
-                    return;
-                }
-        },
-        threads);
+    const auto flagListedWallCell = [](const unsigned int&, LBM_Q19_MAC_Cell3F* cell) {
+        if (isFull(cell)) setFlagShared(cell, MAC_FLAG_NEIGHBOUR_MARK);
+    };
+    const auto flagNewWallCell = [&](const unsigned int& t, LBM_Q19_MAC_Cell3F* cell) {
+        if (!isFull(cell)) return;
+        AllNeighbours& neighbours = perThread[t].neighbours;
+        grid.gather(cell->getGridMonoindex(), neighbours.data());
+        for (unsigned int i = 1; i < q19::kDirectionCount; ++i)
+            if (neighbours[i] != nullptr && neighbours[i]->isSolid()) {
+                setFlagShared(cell, MAC_FLAG_NEIGHBOUR_MARK);
+                return;
+            }
+    };
+    // Types do not change here and every flag is set on its own bit, so the
+    // three visits make one pass.
+    runVisitsInOnePass(threads, visitList(surfaceCells, flagNearInterface), visitList(wallCells, flagListedWallCell),
+                       visitList(newCells, flagNewWallCell));
 }
 
 }  // namespace kelvar::fluid

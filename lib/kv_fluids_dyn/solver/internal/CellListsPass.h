@@ -1,6 +1,7 @@
 #pragma once
 
 #include "kv_fluids_dyn/domain/MAC_LBM_Fluid3.h"
+#include "kv_fluids_dyn/solver/internal/GridTypes.h"
 #include "kv_fluids_dyn/solver/internal/PerWorker.h"
 #include "kv_fluids_dyn/solver/internal/SolverTypes.h"
 
@@ -18,16 +19,20 @@ namespace kelvar::fluid {
 //
 // run() also copies the liquid cells' densities in list order, while it
 // has the cells at hand, so that the density sum over the liquid list
-// (liquidDensitySum) walks dense floats instead of the cells.
+// (liquidDensitySum) walks dense floats instead of the cells, and writes
+// every position's type code into `types`.
 class CellListsPass {
 public:
-    void run(MAC_LBM_Fluid3& fluid, const unsigned int& threads);
+    void run(MAC_LBM_Fluid3& fluid, GridTypes& types, const unsigned int& threads);
     void runSolids(MAC_LBM_Fluid3& fluid, const unsigned int& threads);
 
     // The density sum over the liquid list of the last run(), one float at
     // a time in list order: the same bits as liquidDensitySum of that list,
     // as long as no density has changed since.
     float liquidDensitySum() const;
+
+    // Writes the type codes of the grid's positions alone, as run() does.
+    static void writeTypes(const SolverGrid& grid, GridTypes& types, const unsigned int& threads);
 
 private:
     struct alignas(64) Lists {

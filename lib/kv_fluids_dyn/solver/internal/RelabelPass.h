@@ -2,6 +2,7 @@
 
 #include "kv_basic/Array.h"
 #include "kv_fluids_dyn/domain/MAC_LBM_Fluid3.h"
+#include "kv_fluids_dyn/solver/internal/DensitySums.h"
 #include "kv_fluids_dyn/solver/internal/GridNeighbourhood.h"
 #include "kv_fluids_dyn/solver/internal/ParticleLandings.h"
 #include "kv_fluids_dyn/solver/internal/PerWorker.h"
@@ -41,7 +42,8 @@ namespace kelvar::fluid {
 // and, when the advection of the same sub-step ran just before, where it
 // left the particles (AdvectionPass::landings()), or null.
 // Output: the grid and the cells relabelled, particles in sinks removed,
-// createdCells(), the cells made in step 5 in grid order, and, when the
+// createdCells(), the cells made in step 5 in grid order,
+// listedDensities(), the liquid list's densities as it leaves them, and, when the
 // fluid's sinks drain, drainedDensity() (the mass drained when mass is
 // conserved).
 class RelabelPass {
@@ -50,6 +52,10 @@ public:
              const unsigned int& threads, const ParticleLandings* landings = nullptr);
 
     const LiquidCells& createdCells() const { return newCells; }
+    // The densities of the liquid list after the last run, 0 for the cells
+    // it emptied (DensitySums.h); densities do not change after step 6 but
+    // when mass is conserved.
+    const ListedDensities& listedDensities() const { return remaining; }
     // The density of the cells emptied next to a sink in the last run, summed
     // in grid order; counted only when the fluid's sinks drain.
     const float& drainedDensity() const { return drained; }
@@ -86,6 +92,7 @@ private:
     Array<unsigned int> sites;
     Array<unsigned int> sunkIds;
     LiquidCells newCells;
+    ListedDensities remaining;
     LiquidCells surfaceCells;
     LiquidCells emptiedAtSink;
     LiquidCells filled;

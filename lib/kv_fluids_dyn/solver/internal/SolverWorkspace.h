@@ -10,11 +10,12 @@
 namespace kelvar::fluid {
 
 // What a MAC_LBM_Solver3 keeps between sub-steps besides its fluids: the
-// passes with their per-worker scratch, which they reuse so that after the
+// type codes of the grid's positions, the passes with their per-worker scratch, which they reuse so that after the
 // first sub-steps no pass allocates. A copy of a solver starts with a fresh
 // workspace. (The generator of the re-seeding offsets lives in each fluid's
 // context.)
 struct SolverWorkspace {
+    GridTypes types;
     CellListsPass cellLists;
     StreamPass stream;
     InterfacePass interface;

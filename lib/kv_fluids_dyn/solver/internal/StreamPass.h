@@ -1,6 +1,7 @@
 #pragma once
 
 #include "kv_fluids_dyn/domain/MAC_LBM_Fluid3.h"
+#include "kv_fluids_dyn/solver/internal/GridTypes.h"
 #include "kv_fluids_dyn/solver/internal/PerWorker.h"
 #include "kv_fluids_dyn/solver/internal/SolverTypes.h"
 
@@ -12,15 +13,20 @@ namespace kelvar::fluid {
 // finished on every worker does the wall pass reflect and slide those cells'
 // distributions, because it reads slots the swap pass of neighbours wrote.
 //
-// Input: the fluid's liquid list and grid. Output: the streamed cells and
-// wallCells(), the liquid cells with a solid neighbour in liquid-list order,
-// valid until the solids or the liquid list change.
+// The swap pass leaves each cell as its streamPassFluid would, but tests the
+// neighbours' types in the grid's type codes and loads a neighbour only for
+// a link it swaps.
+//
+// Input: the fluid's liquid list and grid, and the type codes of the grid's
+// positions as they stand. Output: the streamed cells and wallCells(), the
+// liquid cells with a solid neighbour in liquid-list order, valid until the
+// solids or the liquid list change.
 class StreamPass {
 public:
-    void run(MAC_LBM_Fluid3& fluid, const unsigned int& threads);
+    void run(MAC_LBM_Fluid3& fluid, const GridTypes& types, const unsigned int& threads);
 
     // Lists the wall cells as run() would, without streaming.
-    void listWallCells(MAC_LBM_Fluid3& fluid, const unsigned int& threads);
+    void listWallCells(MAC_LBM_Fluid3& fluid, const GridTypes& types, const unsigned int& threads);
 
     const LiquidCells& wallCells() const { return walls; }
 
@@ -31,7 +37,8 @@ private:
     };
 
     template <class CellOp>
-    void visitLiquidCells(MAC_LBM_Fluid3& fluid, const unsigned int& threads, const CellOp& op);
+    void visitLiquidCells(MAC_LBM_Fluid3& fluid, const GridTypes& types, const unsigned int& threads,
+                          const CellOp& op);
 
     PerWorker<Scratch> perWorker;
     LiquidCells walls;
