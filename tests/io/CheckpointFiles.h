@@ -7,15 +7,19 @@
 #include <iterator>
 #include <string>
 
+#include <unistd.h>
+
 #include "SolverTestScene.h"
 
 namespace kelvar::fluid::test {
 
-// A file under the system's temporary folder, removed with the object.
+// A file under the system's temporary folder, removed with the object; the
+// process id in its name keeps test runs of two builds apart.
 class TempFile {
 public:
     explicit TempFile(const std::string& name)
-        : path_((std::filesystem::temp_directory_path() / ("kv_io_" + name)).string()) {}
+        : path_((std::filesystem::temp_directory_path() / ("kv_io_" + std::to_string(getpid()) + "_" + name))
+                    .string()) {}
     ~TempFile() { std::filesystem::remove(path_); }
     const std::string& path() const { return path_; }
 

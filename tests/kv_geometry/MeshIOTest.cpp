@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include <unistd.h>
+
 #include "MeshChecks.h"
 #include "kv_basic/ByteOrder.h"
 #include "kv_geometry/MeshIO.h"
@@ -83,7 +85,8 @@ TEST(MeshIO, RoundTripsKeepGeometryAndWhatAttributesTheFormatCarries) {
 }
 
 TEST(MeshIO, FilesAreChosenByCaseInsensitiveExtension) {
-    const std::filesystem::path dir = std::filesystem::temp_directory_path() / "kv_geometry_mesh_io";
+    const std::filesystem::path dir =
+        std::filesystem::temp_directory_path() / ("kv_geometry_mesh_io_" + std::to_string(getpid()));
     std::filesystem::create_directories(dir);
     const Mesh mesh = attributedMesh();
     std::string error;
