@@ -176,7 +176,7 @@ void MAC_LBM_Solver3::subStep(MAC_LBM_Fluid3& fluid) {
         // order, so this is computeRhoAndMass's density sum without a second
         // walk over the grid; the pass copied the densities in list order.
         if (conserveMass)
-            massBefore = liquidMassSum(fluid.getArrLiquidCells());
+            massBefore = work->massSum.overList(fluid.getArrLiquidCells(), threads);
         else
             rhoBefore = work->cellLists.liquidDensitySum();
     }
@@ -250,10 +250,10 @@ void MAC_LBM_Solver3::subStep(MAC_LBM_Fluid3& fluid) {
 // Returns the mass after.
 double MAC_LBM_Solver3::keepMassThroughTheFlow(MAC_LBM_Fluid3& fluid, const double& massBefore) {
     const LiquidCells& liquid = fluid.getArrLiquidCells();
-    const double drifted =
-        massBefore - work->keptExchange.drained() - work->keptExchange.overflow() - liquidMassSum(liquid);
+    const double drifted = massBefore - work->keptExchange.drained() - work->keptExchange.overflow() -
+                           work->massSum.overList(liquid, threads);
     MassHandBackPass::shareOverMass(fluid.getArrInterfaceCells(), static_cast<float>(drifted), threads);
-    return liquidMassSum(liquid);
+    return work->massSum.overList(liquid, threads);
 }
 
 // The bookkeeping of relabelling when the liquid's mass is kept: what it
@@ -267,7 +267,7 @@ void MAC_LBM_Solver3::balanceMass(MAC_LBM_Fluid3& fluid, const double& massBefor
     double massAfter;
     {
         PassClock clock(passTimes, P::DensityAfter);
-        massAfter = liquidMassSumAfterRelabel(fluid.getArrLiquidCells(), work->relabel.createdCells());
+        massAfter = work->massSum.afterRelabel(fluid.getArrLiquidCells(), work->relabel.createdCells(), threads);
     }
     PassClock clock(passTimes, P::Distribute);
     double lost = massBefore - massAfter + work->keptExchange.overflow() + double(context.getAddedMass()) +

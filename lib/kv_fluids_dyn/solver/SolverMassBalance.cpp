@@ -5,6 +5,17 @@
 
 namespace kelvar::fluid {
 
+namespace {
+
+// The values widened to double and added one by one in their order.
+double sumInOrder(const Array<float>& values) {
+    double sum = 0.0;
+    for (const float value : values) sum += double(value);
+    return sum;
+}
+
+}  // namespace
+
 void addMovingDensity(LBM_Q19_MAC_Cell3F& cell, const float& amount) {
     const Vector3<float>& u = cell.getVelocity();
     const float uu = u.dot(u);
@@ -80,19 +91,30 @@ void KeptMassExchangePass::run(MAC_LBM_Fluid3& fluid, const unsigned int& thread
     }
 }
 
-double liquidMassSum(const LiquidCells& cells) {
-    double sum = 0.0;
-    for (const LBM_Q19_MAC_Cell3F* cell : cells) sum += heldMass(*cell);
-    return sum;
+double LiquidMassSum::overList(const LiquidCells& cells, const unsigned int& threads) {
+    held.resize(cells.size());
+    gather(cells, 0, false, threads);
+    return sumInOrder(held);
 }
 
-double liquidMassSumAfterRelabel(const LiquidCells& listed, const LiquidCells& created) {
-    double sum = 0.0;
-    for (const LBM_Q19_MAC_Cell3F* cell : listed)
-        if (cell->isFluid()) sum += heldMass(*cell);
-    for (const LBM_Q19_MAC_Cell3F* cell : created)
-        if (cell->isFluid()) sum += heldMass(*cell);
-    return sum;
+double LiquidMassSum::afterRelabel(const LiquidCells& listed, const LiquidCells& created,
+                                   const unsigned int& threads) {
+    held.resize(listed.size() + created.size());
+    gather(listed, 0, true, threads);
+    gather(created, listed.size(), true, threads);
+    return sumInOrder(held);
+}
+
+void LiquidMassSum::gather(const LiquidCells& cells, const uint32_t& first, const bool& onlyLiquid,
+                           const unsigned int& threads) {
+    float* const out = held.data() + first;
+    runParallelIndices(
+        cells.size(),
+        [&](const unsigned int&, uint32_t c) {
+            const LBM_Q19_MAC_Cell3F& cell = *cells[c];
+            out[c] = !onlyLiquid || cell.isFluid() ? heldMass(cell) : -0.0f;
+        },
+        threads);
 }
 
 void MassHandBackPass::run(MAC_LBM_Fluid3& fluid, MAC_LBM_SolverContext3& context, const unsigned int& threads) {
@@ -115,15 +137,17 @@ void MassHandBackPass::run(MAC_LBM_Fluid3& fluid, MAC_LBM_SolverContext3& contex
     const unsigned int count = eligible.size();
     const float share = amount / static_cast<float>(count);
     densityBefore.resize(count);
+    densityAfter.resize(count);
     runParallelIndices(
         count,
         [&](const unsigned int&, uint32_t n) {
             densityBefore[n] = eligible[n]->getDensity();
             addMovingDensity(*eligible[n], share);
+            densityAfter[n] = eligible[n]->getDensity();
         },
         threads);
     double taken = 0.0;
-    for (uint32_t n = 0; n < count; ++n) taken += double(eligible[n]->getDensity()) - double(densityBefore[n]);
+    for (uint32_t n = 0; n < count; ++n) taken += double(densityAfter[n]) - double(densityBefore[n]);
     context.setLostMass(static_cast<float>(double(amount) - taken));
 }
 

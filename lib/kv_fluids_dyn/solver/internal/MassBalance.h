@@ -75,13 +75,27 @@ private:
     double overflowMass = 0.0;
 };
 
-// The liquid's mass over a list of liquid cells, in its order, in double
-// precision so that the sub-step's balance does not drift with rounding.
-double liquidMassSum(const LiquidCells& cells);
+// The liquid's mass summed in double precision, cell by cell in list order,
+// so that the sub-step's balance does not drift with rounding. The workers
+// first copy what each cell holds into a dense array, since one thread
+// reading the cells one after the other waits on memory for each; the sum
+// then runs over that array in list order, with the bits of a plain loop.
+class LiquidMassSum {
+public:
+    // Over a list of liquid cells.
+    double overList(const LiquidCells& cells, const unsigned int& threads);
+    // Over the liquid after relabelling: the step's list less the emptied
+    // cells plus the created ones, each cell counted as it is now.
+    double afterRelabel(const LiquidCells& listed, const LiquidCells& created, const unsigned int& threads);
 
-// The same over the liquid after relabelling: the step's list less the
-// emptied cells plus the created ones, each cell counted as it is now.
-double liquidMassSumAfterRelabel(const LiquidCells& listed, const LiquidCells& created);
+private:
+    // Copies the held mass of `cells` into held from `first` on. With
+    // onlyLiquid, a cell that is no longer liquid adds -0 instead, which
+    // leaves any sum as it was.
+    void gather(const LiquidCells& cells, const uint32_t& first, const bool& onlyLiquid, const unsigned int& threads);
+
+    Array<float> held;
+};
 
 // Hands the mass the sub-step did not keep (the context's lostMass: a loss,
 // or a gain when negative) back to the full cells that did not just appear,
@@ -109,6 +123,7 @@ private:
     PerWorker<Scratch> perWorker;
     LiquidCells eligible;
     Array<float> densityBefore;
+    Array<float> densityAfter;
 };
 
 }  // namespace kelvar::fluid

@@ -24,6 +24,7 @@ struct SolverWorkspace {
     DistributePass distribute;
     KeptMassExchangePass keptExchange;
     MassHandBackPass handBack;
+    LiquidMassSum massSum;
 };
 
 }  // namespace kelvar::fluid
