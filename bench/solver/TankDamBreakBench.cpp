@@ -1,6 +1,7 @@
-// Sub-steps of the reference tank dam break (bench/TankDamBreak.h). Reports seconds per sub-step, MLUPS over all cells and over liquid
-// cells, each pass's share of the sub-step and the heap memory the scene
-// holds per liquid cell.
+// Sub-steps of the reference tank dam break (bench/TankDamBreak.h). Reports
+// seconds per sub-step, MLUPS over all cells and over liquid cells, each
+// pass's share of the sub-step and the heap memory the scene holds per
+// liquid cell.
 //
 //   bench/bin/solver_tank_bench
 //   bench/bin/solver_tank_bench --benchmark_filter=/threads:2

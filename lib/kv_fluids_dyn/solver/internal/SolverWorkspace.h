@@ -10,10 +10,10 @@
 namespace kelvar::fluid {
 
 // What a MAC_LBM_Solver3 keeps between sub-steps besides its fluids: the
-// type codes of the grid's positions, the passes with their per-worker scratch, which they reuse so that after the
-// first sub-steps no pass allocates. A copy of a solver starts with a fresh
-// workspace. (The generator of the re-seeding offsets lives in each fluid's
-// context.)
+// type codes of the grid's positions and the passes with their per-worker
+// scratch, which they reuse so that after the first sub-steps no pass
+// allocates. A copy of a solver starts with a fresh workspace. (The
+// generator of the re-seeding offsets lives in each fluid's context.)
 struct SolverWorkspace {
     GridTypes types;
     CellListsPass cellLists;
