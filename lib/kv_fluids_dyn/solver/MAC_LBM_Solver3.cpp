@@ -213,10 +213,11 @@ void MAC_LBM_Solver3::subStep(MAC_LBM_Fluid3& fluid) {
     }
     double massBeforeLabel = 0.0;
     {
-        // No solid has changed since streaming listed the wall cells.
+        // No solid has changed since streaming listed the wall cells, and no
+        // type since the walk that lists the cells wrote the type codes.
         PassClock clock(passTimes, P::Label);
         if (conserveMass) massBeforeLabel = keepMassThroughTheFlow(fluid, massBefore);
-        work->relabel.run(fluid, work->stream.wallCells(), MAC_LBM_Fluid3::SolverKey(), threads,
+        work->relabel.run(fluid, work->types, work->stream.wallCells(), MAC_LBM_Fluid3::SolverKey(), threads,
                           work->advection.landings());
     }
     if (conserveMass) {

@@ -101,9 +101,7 @@ public:
         return cells[int64_t(index) + offset[i]];
     }
 
-    LBM_Cell3<float>* at(const uint32_t& x, const uint32_t& y, const uint32_t& z) const {
-        return cells[x * stride + y * nz + z];
-    }
+    uint32_t indexOf(const uint32_t& x, const uint32_t& y, const uint32_t& z) const { return x * stride + y * nz + z; }
 
     const uint32_t& getNy() const { return ny; }
 
