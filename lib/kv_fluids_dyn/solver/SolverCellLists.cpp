@@ -45,6 +45,10 @@ void joinBlocks(const unsigned int& threads, const uint32_t& count, const Joins&
         count, [&](const unsigned int&, uint32_t b, const GridBlock&) { (joins.copyBlock(b), ...); }, threads, count);
 }
 
+// How many positions ahead the walk starts loading a cell: the cells lie
+// scattered over memory, and each one's type is a likely miss.
+constexpr uint32_t kCellLookahead = 16;
+
 // How many blocks the walk that also swaps links takes per worker. The cells
 // within reach of a block's ends read their neighbours' types from the cells
 // (SwapBehind), which is slower: fewer, longer blocks keep those few, while
@@ -140,6 +144,8 @@ void CellListsPass::listCells(MAC_LBM_Fluid3& fluid, GridTypes& types, const uns
         [&](const unsigned int&, uint32_t b, const GridBlock& block) {
             Lists& mine = lists[b];
             for (uint32_t index = block.first; index < block.end; ++index) {
+                if (block.end - index > kCellLookahead && cells[index + kCellLookahead] != nullptr)
+                    __builtin_prefetch(cells[index + kCellLookahead]);
                 LBM_Cell3<float>* cell = cells[index];
                 const unsigned char code = cell == nullptr ? GridTypes::kNoCell : cell->getType();
                 codes[index] = code;
