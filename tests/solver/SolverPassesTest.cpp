@@ -212,6 +212,43 @@ TEST_F(Relabel, SurroundedNewCellsFillAndSinksTakeTheirParticles) {
     EXPECT_EQ(at(6, 3, 6)->getType(), LBM_CELL_INTERFACE);
 }
 
+// Each step of a relabelling reads the neighbours' types as the steps
+// before it left them: cells created, emptied, turned into surface and
+// filled in the same call. Created cells take the pooled cells in grid
+// order, whatever the thread count.
+TEST_F(Relabel, EachStepSeesTheTypesTheStepsBeforeItSet) {
+    // Every empty site above the surface cell (3, 3, 3) gains a particle.
+    const unsigned above[5][3] = {{2, 4, 3}, {3, 4, 2}, {3, 4, 3}, {3, 4, 4}, {4, 4, 3}};
+    for (const auto& site : above) addParticle(siteCentre(site[0], site[1], site[2]));
+    // The surface cell (5, 3, 5) loses its particles.
+    removeParticlesIn(5, 3, 5);
+    LBM_Q19_MAC_Cell3F* releasedFirst = fluid.acquireLiquidCell();
+    LBM_Q19_MAC_Cell3F* releasedLast = fluid.acquireLiquidCell();
+    releasedFirst->setType(LBM_CELL_FLUID);
+    releasedLast->setType(LBM_CELL_FLUID);
+    fluid.releaseCell(releasedFirst);
+    fluid.releaseCell(releasedLast);
+
+    solver.label(3, fluid.refSolverContext(), fluid);
+
+    EXPECT_EQ(liquidAt(fluid, 2, 4, 3), releasedLast) << "the first site takes the last released cell";
+    EXPECT_EQ(liquidAt(fluid, 3, 4, 2), releasedFirst);
+    // Its missing neighbours created, (3, 3, 3) is full, has surface above
+    // and is flagged next to it.
+    const LBM_Q19_MAC_Cell3F* covered = liquidAt(fluid, 3, 3, 3);
+    EXPECT_EQ(covered->getType(), LBM_CELL_FLUID);
+    EXPECT_FALSE(covered->getFlags().test(MAC_FLAG_SKY));
+    EXPECT_TRUE(covered->getFlags().test(MAC_FLAG_NEAR_INTERFACE));
+    // Below the emptied site: surface that is not filled, open to the sky,
+    // and not flagged as a full cell.
+    EXPECT_EQ(at(5, 3, 5), nullptr);
+    const LBM_Q19_MAC_Cell3F* uncovered = liquidAt(fluid, 5, 2, 5);
+    EXPECT_EQ(uncovered->getType(), LBM_CELL_INTERFACE);
+    EXPECT_TRUE(uncovered->getFlags().test(MAC_FLAG_SKY));
+    EXPECT_FALSE(uncovered->getFlags().test(MAC_FLAG_NEAR_INTERFACE));
+    EXPECT_TRUE(liquidAt(fluid, 5, 1, 5)->getFlags().test(MAC_FLAG_NEAR_INTERFACE));
+}
+
 TEST_F(Relabel, ParticlesOutsideTheLiquidAreReseededIntoItsDepth) {
     placeCell(fluid, fluid.acquireSinkCell(), 6, 5, 6);
     addParticle(siteCentre(6, 5, 6));

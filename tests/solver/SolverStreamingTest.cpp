@@ -1,7 +1,8 @@
 // The solver's streaming against the cells' own streaming operations: the
 // swap pass reads neighbour types from the grid's type codes, and must leave
 // every slot and reconstruction bit as streamPassFluid, called cell by cell
-// with the gathered neighbours, does.
+// with the gathered neighbours, does; both when it streams the liquid list
+// and when the walk that lists the cells streams them.
 
 #include <bit>
 #include <cstdint>
@@ -13,11 +14,14 @@
 #include "kv_fluids_dyn/solver/internal/GridNeighbourhood.h"
 #include "kv_fluids_dyn/solver/internal/SolverRandom.h"
 #include "kv_fluids_dyn/solver/internal/SolverTypes.h"
+#include "kv_fluids_dyn/solver/internal/StreamPass.h"
 
 namespace kelvar::fluid::test {
 namespace {
 
-constexpr unsigned kSide = 10;
+// Long enough that, with up to three workers, the walk that lists and
+// swaps has cells both within reach of its blocks' ends and away from them.
+constexpr unsigned kSide = 32;
 
 // A walled box whose sites hold, at random, full and interface cells with
 // random slots, solids, sinks or nothing; a few wall cells on the grid's
@@ -98,6 +102,22 @@ TEST(SolverStreaming, NeighbourhoodGathersWhatTheFluidFinds) {
     EXPECT_EQ(wrong, 0u);
 }
 
+// The slots and reconstruction bits of every liquid cell, and the list's
+// order, are those of the reference.
+void expectStreamedAs(const LiquidCells& expected, const LiquidCells& streamed, unsigned threads) {
+    ASSERT_EQ(streamed.size(), expected.size());
+    uint32_t differing = 0;
+    for (uint32_t n = 0; n < expected.size(); ++n) {
+        ASSERT_EQ(streamed[n]->getGridMonoindex(), expected[n]->getGridMonoindex());
+        for (unsigned s = 0; s < q19::kDirectionCount; ++s) {
+            differing +=
+                std::bit_cast<uint32_t>(streamed[n]->getPdfAt(s)) != std::bit_cast<uint32_t>(expected[n]->getPdfAt(s));
+            differing += streamed[n]->getArrReconstructBit().test(s) != expected[n]->getArrReconstructBit().test(s);
+        }
+    }
+    EXPECT_EQ(differing, 0u) << threads << " threads";
+}
+
 TEST(SolverStreaming, SwapPassLeavesEveryCellAsItsOwnStreamingDoes) {
     MixedSites reference(1);
     streamCellByCell(reference.scene.fluid);
@@ -107,18 +127,38 @@ TEST(SolverStreaming, SwapPassLeavesEveryCellAsItsOwnStreamingDoes) {
     for (unsigned threads : {1u, 2u, 3u}) {
         MixedSites mixed(threads);
         mixed.scene.solver.stream(threads, mixed.scene.fluid);
-        const auto& streamed = mixed.scene.fluid.getArrLiquidCells();
-        ASSERT_EQ(streamed.size(), expected.size());
-        uint32_t differing = 0;
-        for (uint32_t n = 0; n < expected.size(); ++n) {
-            ASSERT_EQ(streamed[n]->getGridMonoindex(), expected[n]->getGridMonoindex());
-            for (unsigned s = 0; s < q19::kDirectionCount; ++s) {
-                differing += std::bit_cast<uint32_t>(streamed[n]->getPdfAt(s)) !=
-                             std::bit_cast<uint32_t>(expected[n]->getPdfAt(s));
-                differing += streamed[n]->getArrReconstructBit().test(s) != expected[n]->getArrReconstructBit().test(s);
-            }
-        }
-        EXPECT_EQ(differing, 0u) << threads << " threads";
+        expectStreamedAs(expected, mixed.scene.fluid.getArrLiquidCells(), threads);
+    }
+}
+
+// The walk that lists the cells and swaps their links as it goes, then the
+// wall pass: the same cells as the cells' own streaming, and the same wall
+// cells in the same order as the liquid list gives.
+TEST(SolverStreaming, ListingWalkStreamsAsTheCellsOwnStreamingDoes) {
+    MixedSites reference(1);
+    GridTypes referenceTypes;
+    CellListsPass::writeTypes(reference.scene.fluid.getGrid(), referenceTypes, 1);
+    StreamPass referenceWalls;
+    referenceWalls.listWallCells(reference.scene.fluid, referenceTypes, 1);
+    streamCellByCell(reference.scene.fluid);
+    const LiquidCells& expected = reference.scene.fluid.getArrLiquidCells();
+    ASSERT_GT(referenceWalls.wallCells().size(), 20u);
+
+    for (unsigned threads : {1u, 2u, 3u}) {
+        MixedSites mixed(threads);
+        CellListsPass lists;
+        GridTypes types;
+        StreamPass stream;
+        lists.runAndSwap(mixed.scene.fluid, types, threads, stream.linkSwap());
+        stream.streamWalls(mixed.scene.fluid, threads);
+        expectStreamedAs(expected, mixed.scene.fluid.getArrLiquidCells(), threads);
+
+        const LiquidCells& walls = stream.wallCells();
+        ASSERT_EQ(walls.size(), referenceWalls.wallCells().size()) << threads << " threads";
+        uint32_t misplaced = 0;
+        for (uint32_t n = 0; n < walls.size(); ++n)
+            misplaced += walls[n]->getGridMonoindex() != referenceWalls.wallCells()[n]->getGridMonoindex();
+        EXPECT_EQ(misplaced, 0u) << threads << " threads";
     }
 }
 

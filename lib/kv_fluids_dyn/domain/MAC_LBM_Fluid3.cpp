@@ -115,6 +115,12 @@ LBM_Q19_MAC_Cell3F* MAC_LBM_Fluid3::acquireLiquidCell() {
     return cell;
 }
 
+void MAC_LBM_Fluid3::acquireLiquidCells(const SolverKey&, const uint32_t& count, LBM_Q19_MAC_Cell3F** out) {
+    liquidPoolMutex.lock();
+    for (uint32_t n = 0; n < count; ++n) out[n] = liquidPool.acquire();
+    liquidPoolMutex.unlock();
+}
+
 void MAC_LBM_Fluid3::releaseCell(LBM_Cell3<float>* const cell) {
     if (cell == nullptr) return;
     if (cell->isFluid()) {

@@ -42,9 +42,8 @@ class MAC_LBM_Solver3;
 // solver rebuilds at each sub-step. The dirty flags tell the output code
 // which derived data is out of date.
 //
-// The solver reaches the liquid-cell pool through acquireLiquidCell (locked,
-// safe from worker threads) and releaseCell (unlocked, called between
-// passes). Copies are shallow on purpose: a copy shares the source's cells
+// The solver reaches the liquid-cell pool through acquireLiquidCells
+// (locked) and releaseCell (unlocked, called between passes). Copies are shallow on purpose: a copy shares the source's cells
 // and must not outlive it; it gets pools and a VOF field of its own, empty.
 class KV_EXPORT MAC_LBM_Fluid3 : public LBM_Fluid3<float> {
 public:
@@ -275,13 +274,15 @@ public:
     const std::map<unsigned int, unsigned int>& getStaticSolidMeshIds() const { return staticSolidMeshIds; }
 
     // The cell supply of a solver that relabels cells during a sub-step:
-    // acquireLiquidCell and releaseCell below, reachable only with a key
+    // acquireLiquidCells and releaseCell below, reachable only with a key
     // that the solver makes, so that they stay out of a host's reach.
     class SolverKey {
         friend class MAC_LBM_Solver3;
         SolverKey() = default;
     };
-    LBM_Q19_MAC_Cell3F* acquireLiquidCell(const SolverKey&) { return acquireLiquidCell(); }
+    // Takes `count` liquid cells from the pool into out[0..count), in the
+    // order the pool hands them out, under one hold of the pool's lock.
+    void acquireLiquidCells(const SolverKey&, const uint32_t& count, LBM_Q19_MAC_Cell3F** out);
     void releaseCell(const SolverKey&, LBM_Cell3<float>* const cell) { releaseCell(cell); }
 
 protected:

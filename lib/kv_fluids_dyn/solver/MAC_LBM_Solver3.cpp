@@ -7,10 +7,11 @@
 // the grid, and refreshes the interface cells' fill fractions from their
 // mass, which the mass exchange needs.
 //
-// Streaming comes next, in two passes: the swap pass moves every liquid link
-// once, and only when it has finished on every thread may the wall pass
-// reflect and slide distributions at solid cells, because it reads slots the
-// swap pass writes. The swap pass also marks the slots that no neighbour
+// Streaming takes two passes: the swap pass moves every liquid link once,
+// within the walk that rebuilds the lists (the grid is walked once), and
+// only when it has finished on every thread may the wall pass reflect and
+// slide distributions at solid cells, because it reads slots the swap pass
+// writes. The swap pass also marks the slots that no neighbour
 // delivered (gas or drain), so that the reconstruction pass can rebuild them
 // from the gas equilibrium; the mass exchange then compares what went in and
 // out of each interface cell through the freshly streamed slots. Collision
@@ -170,8 +171,10 @@ void MAC_LBM_Solver3::subStep(MAC_LBM_Fluid3& fluid) {
     float rhoBefore = 0.0f;
     double massBefore = 0.0;
     {
+        // The walk that lists the cells also swaps the liquid links: the
+        // first half of streaming.
         PassClock clock(passTimes, P::CellArrays);
-        work->cellLists.run(fluid, work->types, threads);
+        work->cellLists.runAndSwap(fluid, work->types, threads, work->stream.linkSwap());
         // The liquid list holds exactly the fluid and interface cells in grid
         // order, so this is computeRhoAndMass's density sum without a second
         // walk over the grid; the pass copied the densities in list order.
@@ -186,7 +189,7 @@ void MAC_LBM_Solver3::subStep(MAC_LBM_Fluid3& fluid) {
     }
     {
         PassClock clock(passTimes, P::Stream);
-        work->stream.run(fluid, work->types, threads);
+        work->stream.streamWalls(fluid, threads);
     }
     {
         PassClock clock(passTimes, P::Reconstruct);
@@ -210,10 +213,11 @@ void MAC_LBM_Solver3::subStep(MAC_LBM_Fluid3& fluid) {
     }
     double massBeforeLabel = 0.0;
     {
-        // No solid has changed since streaming listed the wall cells.
+        // No solid has changed since streaming listed the wall cells, and no
+        // type since the walk that lists the cells wrote the type codes.
         PassClock clock(passTimes, P::Label);
         if (conserveMass) massBeforeLabel = keepMassThroughTheFlow(fluid, massBefore);
-        work->relabel.run(fluid, work->stream.wallCells(), MAC_LBM_Fluid3::SolverKey(), threads,
+        work->relabel.run(fluid, work->types, work->stream.wallCells(), MAC_LBM_Fluid3::SolverKey(), threads,
                           work->advection.landings());
     }
     if (conserveMass) {

@@ -56,7 +56,7 @@ void MAC_LBM_Solver3::distributeRho(const unsigned int& threadCount, const float
 void MAC_LBM_Solver3::label(const unsigned int& threadCount, MAC_LBM_SolverContext3&, MAC_LBM_Fluid3& fluid) {
     CellListsPass::writeTypes(fluid.getGrid(), work->types, threadCount);
     work->stream.listWallCells(fluid, work->types, threadCount);
-    work->relabel.run(fluid, work->stream.wallCells(), MAC_LBM_Fluid3::SolverKey(), threadCount);
+    work->relabel.run(fluid, work->types, work->stream.wallCells(), MAC_LBM_Fluid3::SolverKey(), threadCount);
 }
 
 void MAC_LBM_Solver3::getNeighborCells(const MAC_LBM_Fluid3& fluid, const Tuple3<unsigned int>& ijk,

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cstring>
 #include <utility>
 
@@ -5,6 +6,7 @@
 #include "kv_fluids_dyn/parallel/RunParallel.h"
 #include "kv_fluids_dyn/solver/internal/CellListsPass.h"
 #include "kv_fluids_dyn/solver/internal/GridBlocks.h"
+#include "kv_fluids_dyn/solver/internal/GridNeighbourhood.h"
 
 namespace kelvar::fluid {
 
@@ -15,11 +17,12 @@ namespace {
 template <class Out, class Record, class List>
 class BlockJoin {
 public:
-    BlockJoin(Out& out, const Record* blocks, List Record::*list) : blocks(blocks), list(list) {
+    BlockJoin(Out& out, const Record* blocks, const uint32_t& count, List Record::*list)
+        : blocks(blocks), list(list) {
         offsets[0] = 0;
-        for (uint32_t b = 0; b < kGridBlocks; ++b) offsets[b + 1] = offsets[b] + (blocks[b].*list).size();
+        for (uint32_t b = 0; b < count; ++b) offsets[b + 1] = offsets[b] + (blocks[b].*list).size();
         out.clear();
-        first = out.appendForOverwrite(offsets[kGridBlocks]);
+        first = out.appendForOverwrite(offsets[count]);
     }
 
     void copyBlock(const uint32_t& b) const {
@@ -34,13 +37,74 @@ private:
     uint32_t offsets[kGridBlocks + 1];
 };
 
-// Copies the blocks' shares of every join, in one pass whose blocks are
-// dealt to the workers as the grid's are.
+// Copies the shares of `count` blocks of every join, in one pass whose
+// blocks are dealt to the workers as the grid's are.
 template <class... Joins>
-void joinBlocks(const unsigned int& threads, const Joins&... joins) {
+void joinBlocks(const unsigned int& threads, const uint32_t& count, const Joins&... joins) {
     runGridBlocks(
-        kGridBlocks, [&](const unsigned int&, uint32_t b, const GridBlock&) { (joins.copyBlock(b), ...); }, threads);
+        count, [&](const unsigned int&, uint32_t b, const GridBlock&) { (joins.copyBlock(b), ...); }, threads, count);
 }
+
+// How many positions ahead the walk starts loading a cell: the cells lie
+// scattered over memory, and each one's type is a likely miss.
+constexpr uint32_t kCellLookahead = 16;
+
+// How many blocks the walk that also swaps links takes per worker. The cells
+// within reach of a block's ends read their neighbours' types from the cells
+// (SwapBehind), which is slower: fewer, longer blocks keep those few, while
+// more blocks spread a liquid gathered at one end of the grid over the
+// workers. One worker walks the grid as one block.
+constexpr uint32_t kSwapBlocksPerWorker = 4;
+
+uint32_t swapBlocks(const unsigned int& threads) {
+    const uint32_t workers = workerCount(threads);
+    return workers == 1 ? 1 : std::min(kGridBlocks, workers * kSwapBlocksPerWorker);
+}
+
+// The walk that lists the cells without streaming.
+struct ListOnly {
+    void listed(const uint32_t&, const GridBlock&, const uint32_t&) const {}
+    void blockDone(const uint32_t&, const GridBlock&) const {}
+};
+
+// Streams the liquid cells of a block a reach behind the walk that writes
+// the block's codes, so that the codes of a cell's neighbours in the block
+// are written when it streams. A cell within reach of the block's ends has
+// neighbours in blocks other workers may not have coded yet: it takes its
+// neighbours' types from the cells, which no worker changes during the walk.
+class SwapBehind {
+public:
+    SwapBehind(const SolverGrid& cells, const unsigned char* codes, LinkSwap& swap)
+        : grid(cells), reach(grid.reach()), cells(cells.getCells().data()), codes(codes), swap(swap) {}
+
+    // After position `index` of block b got its code.
+    void listed(const uint32_t& b, const GridBlock& block, const uint32_t& index) const {
+        if (index - block.first >= reach) streamAt(b, block, index - reach);
+    }
+
+    // After the last position of block b: the positions the walk left behind.
+    void blockDone(const uint32_t& b, const GridBlock& block) const {
+        for (uint32_t p = block.end - std::min(reach, block.end - block.first); p < block.end; ++p)
+            streamAt(b, block, p);
+    }
+
+private:
+    void streamAt(const uint32_t& b, const GridBlock& block, const uint32_t& p) const {
+        if (!LinkSwap::isLiquidCode(codes[p])) return;
+        LinkSwap::Codes around;
+        if (p - block.first >= reach && block.end - p > reach)
+            grid.gatherCodes(codes, GridTypes::kNoCell, p, around);
+        else
+            grid.gatherCellCodes(p, GridTypes::kNoCell, around);
+        swap.visit(b, *static_cast<LBM_Q19_MAC_Cell3F*>(cells[p]), around, grid);
+    }
+
+    const GridNeighbourhood grid;
+    const uint32_t reach;
+    LBM_Cell3<float>* const* cells;
+    const unsigned char* codes;
+    LinkSwap& swap;
+};
 
 }  // namespace
 
@@ -57,6 +121,20 @@ CellListsPass::Lists* CellListsPass::clearedBlocks() {
 }
 
 void CellListsPass::run(MAC_LBM_Fluid3& fluid, GridTypes& types, const unsigned int& threads) {
+    listCells(fluid, types, threads, kGridBlocks, ListOnly());
+}
+
+void CellListsPass::runAndSwap(MAC_LBM_Fluid3& fluid, GridTypes& types, const unsigned int& threads,
+                               LinkSwap& swap) {
+    const uint32_t blocks = swapBlocks(threads);
+    swap.beginParts(blocks);
+    types.resize(fluid.getGrid().getCount());
+    listCells(fluid, types, threads, blocks, SwapBehind(fluid.getGrid(), types.data(), swap));
+}
+
+template <class Walk>
+void CellListsPass::listCells(MAC_LBM_Fluid3& fluid, GridTypes& types, const unsigned int& threads,
+                              const uint32_t& blockCount, const Walk& walk) {
     Lists* const lists = clearedBlocks();
     LBM_Cell3<float>* const* const cells = fluid.getGrid().getCells().data();
     types.resize(fluid.getGrid().getCount());
@@ -66,13 +144,12 @@ void CellListsPass::run(MAC_LBM_Fluid3& fluid, GridTypes& types, const unsigned 
         [&](const unsigned int&, uint32_t b, const GridBlock& block) {
             Lists& mine = lists[b];
             for (uint32_t index = block.first; index < block.end; ++index) {
+                if (block.end - index > kCellLookahead && cells[index + kCellLookahead] != nullptr)
+                    __builtin_prefetch(cells[index + kCellLookahead]);
                 LBM_Cell3<float>* cell = cells[index];
-                if (cell == nullptr) {
-                    codes[index] = GridTypes::kNoCell;
-                    continue;
-                }
-                codes[index] = cell->getType();
-                switch (cell->getType()) {
+                const unsigned char code = cell == nullptr ? GridTypes::kNoCell : cell->getType();
+                codes[index] = code;
+                switch (code) {
                     case LBM_CELL_SOLID:
                         mine.solid.push_back(static_cast<LBM_SolidCell3<float>*>(cell));
                         break;
@@ -89,14 +166,16 @@ void CellListsPass::run(MAC_LBM_Fluid3& fluid, GridTypes& types, const unsigned 
                     default:
                         break;
                 }
+                walk.listed(b, block, index);
             }
+            walk.blockDone(b, block);
         },
-        threads);
+        threads, blockCount);
 
-    joinBlocks(threads, BlockJoin(fluid.refArrLiquidCells(), lists, &Lists::liquid),
-               BlockJoin(fluid.refArrInterfaceCells(), lists, &Lists::interface),
-               BlockJoin(fluid.refArrSolidCells(), lists, &Lists::solid),
-               BlockJoin(fluid.refArrSinkCells(), lists, &Lists::sink));
+    joinBlocks(threads, blockCount, BlockJoin(fluid.refArrLiquidCells(), lists, blockCount, &Lists::liquid),
+               BlockJoin(fluid.refArrInterfaceCells(), lists, blockCount, &Lists::interface),
+               BlockJoin(fluid.refArrSolidCells(), lists, blockCount, &Lists::solid),
+               BlockJoin(fluid.refArrSinkCells(), lists, blockCount, &Lists::sink));
 }
 
 float CellListsPass::liquidDensitySum() const {
@@ -132,7 +211,7 @@ void CellListsPass::runSolids(MAC_LBM_Fluid3& fluid, const unsigned int& threads
             }
         },
         threads);
-    joinBlocks(threads, BlockJoin(fluid.refArrSolidCells(), lists, &Lists::solid));
+    joinBlocks(threads, kGridBlocks, BlockJoin(fluid.refArrSolidCells(), lists, kGridBlocks, &Lists::solid));
 }
 
 }  // namespace kelvar::fluid

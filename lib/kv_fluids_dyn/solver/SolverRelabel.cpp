@@ -42,6 +42,13 @@ inline bool isFull(const LBM_Cell3<float>* cell) {
     return cell != nullptr && cell->getType() == LBM_CELL_FLUID;
 }
 
+// The full cell in direction i of a position, given that position's
+// neighbour codes, or null.
+inline LBM_Q19_MAC_Cell3F* fullNeighbour(const GridNeighbourhood& grid, const uint32_t& index,
+                                         const unsigned char (&codes)[q19::kDirectionCount], const unsigned int& i) {
+    return codes[i] == LBM_CELL_FLUID ? static_cast<LBM_Q19_MAC_Cell3F*>(grid.neighbour(index, i)) : nullptr;
+}
+
 // The body force of the first liquid neighbour, so that a uniform force
 // such as gravity carries over to new cells exactly; zero without one.
 Vector3<float> neighbourForce(const MAC_LBM_Fluid3::NeighborArray& neighbours) {
@@ -52,9 +59,11 @@ Vector3<float> neighbourForce(const MAC_LBM_Fluid3::NeighborArray& neighbours) {
 
 }  // namespace
 
-void RelabelPass::run(MAC_LBM_Fluid3& fluid, const LiquidCells& wallCells, const MAC_LBM_Fluid3::SolverKey& key,
-                      const unsigned int& threads, const ParticleLandings* landings) {
+void RelabelPass::run(MAC_LBM_Fluid3& fluid, GridTypes& types, const LiquidCells& wallCells,
+                      const MAC_LBM_Fluid3::SolverKey& key, const unsigned int& threads,
+                      const ParticleLandings* landings) {
     conserving = fluid.getConserveMass();
+    codes = types.data();
     clearStepFlags(fluid, threads);
     binParticles(fluid, landings, threads);
     createCellsForParticles(fluid, key, threads);
@@ -91,7 +100,7 @@ void RelabelPass::convertToInterface(const uint32_t& workers) {
     forEachInWorkerOrder(perThread, workers, &Scratch::toInterface, [this](LBM_Q19_MAC_Cell3F* cell) {
         if (cell->getType() != LBM_CELL_FLUID) return;
         if (conserving) cell->setMass(cell->getDensity());
-        cell->setType(LBM_CELL_INTERFACE);
+        retype(cell, LBM_CELL_INTERFACE);
         surfaceCells.push_back(cell);
     });
 }
@@ -160,15 +169,16 @@ void RelabelPass::createCellsForParticles(MAC_LBM_Fluid3& fluid, const MAC_LBM_F
                                           const unsigned int& threads) {
     Scratch* const perThread = perWorker.forWorkers(threads);
     const GridNeighbourhood grid(fluid.getGrid());
+    // The sites take the pooled cells in grid order, whatever the thread
+    // count; every field is set here, so nothing of a cell's previous use
+    // survives.
     newCells.resize(sites.size());
-
-    // Which pooled cell a site gets depends on thread timing; every field is
-    // set here, so nothing of the cell's previous use survives.
+    fluid.acquireLiquidCells(key, sites.size(), newCells.data());
     runParallelIndices(
         sites.size(),
         [&](const unsigned int& t, uint32_t n) {
             const unsigned int index = sites[n];
-            LBM_Q19_MAC_Cell3F* cell = fluid.acquireLiquidCell(key);
+            LBM_Q19_MAC_Cell3F* cell = newCells[n];
             uint32_t x, y, z;
             grid.decode(index, x, y, z);
             MovingNeighbours& neighbours = perThread[t].movingNeighbours;
@@ -186,13 +196,12 @@ void RelabelPass::createCellsForParticles(MAC_LBM_Fluid3& fluid, const MAC_LBM_F
             cell->setFlags(LBM_MAC_Cell3FlagWord(MAC_FLAG_NEW_INTERFACE | MAC_FLAG_HAS_PARTICLE));
             cell->refArrReconstructBit().clearAll();
             cell->setGridMonoindex(index);
-            newCells[n] = cell;
         },
         threads);
 
     auto& cells = fluid.refGrid();
     for (LBM_Q19_MAC_Cell3F* cell : newCells) {
-        cell->setType(LBM_CELL_INTERFACE);
+        retype(cell, LBM_CELL_INTERFACE);
         cells.at(cell->getGridMonoindex()) = cell;
     }
 }
@@ -222,12 +231,13 @@ void RelabelPass::emptyCellsWithoutParticles(MAC_LBM_Fluid3& fluid, const MAC_LB
             if (stays) return;
             Scratch& mine = perThread[t];
             mine.emptied.push_back(cell);
-            grid.gather(cell->getGridMonoindex(), mine.neighbours.data());
+            Codes around;
+            gatherCodes(grid, cell->getGridMonoindex(), around);
             bool atSink = false;
             for (unsigned int i = 1; i < q19::kDirectionCount; ++i) {
-                LBM_Cell3<float>* n = mine.neighbours[i];
-                if (isFull(n)) mine.toInterface.push_back(static_cast<LBM_Q19_MAC_Cell3F*>(n));
-                atSink = atSink || (n != nullptr && n->isSink());
+                if (LBM_Q19_MAC_Cell3F* n = fullNeighbour(grid, cell->getGridMonoindex(), around, i))
+                    mine.toInterface.push_back(n);
+                atSink = atSink || around[i] == LBM_CELL_SINK;
             }
             const bool drainsHere = drains && atSink;
             if (drainsHere) mine.emptiedAtSink.push_back(cell);
@@ -250,6 +260,7 @@ void RelabelPass::emptyCellsWithoutParticles(MAC_LBM_Fluid3& fluid, const MAC_LB
     auto& cells = fluid.refGrid();
     forEachInWorkerOrder(perThread, workers, &Scratch::emptied, [&](LBM_Q19_MAC_Cell3F* cell) {
         cells.at(cell->getGridMonoindex()) = nullptr;
+        codes[cell->getGridMonoindex()] = GridTypes::kNoCell;
         fluid.releaseCell(key, cell);
     });
     convertToInterface(workers);
@@ -279,11 +290,11 @@ void RelabelPass::convertSinkNeighbours(MAC_LBM_Fluid3& fluid, const unsigned in
     runParallel(
         fluid.refArrSinkCells(),
         [&](const unsigned int& t, LBM_SinkCell3<float>* sink) {
-            Scratch& mine = perThread[t];
-            grid.gather(sink->getGridMonoindex(), mine.neighbours.data());
+            Codes around;
+            gatherCodes(grid, sink->getGridMonoindex(), around);
             for (unsigned int i = 1; i < q19::kDirectionCount; ++i)
-                if (isFull(mine.neighbours[i]))
-                    mine.toInterface.push_back(static_cast<LBM_Q19_MAC_Cell3F*>(mine.neighbours[i]));
+                if (LBM_Q19_MAC_Cell3F* n = fullNeighbour(grid, sink->getGridMonoindex(), around, i))
+                    perThread[t].toInterface.push_back(n);
         },
         threads);
     convertToInterface(workers);
@@ -298,22 +309,19 @@ void RelabelPass::fillSurroundedCells(MAC_LBM_Fluid3& fluid, const unsigned int&
         surfaceCells,
         [&](const unsigned int& t, LBM_Q19_MAC_Cell3F* cell) {
             if (!cell->isFluid()) return;
+            const uint32_t index = cell->getGridMonoindex();
             uint32_t x, y, z;
-            grid.decode(cell->getGridMonoindex(), x, y, z);
+            grid.decode(index, x, y, z);
             bool interfaceAbove = false;
-            for (uint32_t above = y + 1; above < grid.getNy() && !interfaceAbove; ++above) {
-                const LBM_Cell3<float>* c = grid.at(x, above, z);
-                interfaceAbove = c != nullptr && c->isInterface();
-            }
+            for (uint32_t above = y + 1; above < grid.getNy() && !interfaceAbove; ++above)
+                interfaceAbove = codes[grid.indexOf(x, above, z)] == LBM_CELL_INTERFACE;
             if (!interfaceAbove) cell->refFlags().set(MAC_FLAG_SKY);
 
-            Scratch& mine = perThread[t];
-            grid.gather(cell->getGridMonoindex(), mine.neighbours.data());
-            for (unsigned int i = 1; i < q19::kDirectionCount; ++i) {
-                const LBM_Cell3<float>* n = mine.neighbours[i];
-                if (n == nullptr || n->isSink()) return;
-            }
-            mine.filled.push_back(cell);
+            Codes around;
+            gatherCodes(grid, index, around);
+            for (unsigned int i = 1; i < q19::kDirectionCount; ++i)
+                if (around[i] == GridTypes::kNoCell || around[i] == LBM_CELL_SINK) return;
+            perThread[t].filled.push_back(cell);
         },
         threads);
 
@@ -324,7 +332,7 @@ void RelabelPass::fillSurroundedCells(MAC_LBM_Fluid3& fluid, const unsigned int&
             filled.push_back(cell);
             fillExcess.push_back(heldMass(*cell) - cell->getDensity());
         }
-        cell->setType(LBM_CELL_FLUID);
+        retype(cell, LBM_CELL_FLUID);
         cell->setMass(cell->getDensity());
         cell->setEpsilon(1.0f);
     });
@@ -337,15 +345,15 @@ void RelabelPass::fillSurroundedCells(MAC_LBM_Fluid3& fluid, const unsigned int&
 
 void RelabelPass::markFluidNeighbours(MAC_LBM_Fluid3& fluid, const LiquidCells& wallCells,
                                       const unsigned int& threads) {
-    Scratch* const perThread = perWorker.forWorkers(threads);
     const GridNeighbourhood grid(fluid.getGrid());
     // Two workers may flag the same neighbour; the bit is set atomically.
-    const auto flagNearInterface = [&](const unsigned int& t, LBM_Q19_MAC_Cell3F* cell) {
+    const auto flagNearInterface = [&](const unsigned int&, LBM_Q19_MAC_Cell3F* cell) {
         if (!cell->isInterface()) return;
-        AllNeighbours& neighbours = perThread[t].neighbours;
-        grid.gather(cell->getGridMonoindex(), neighbours.data());
+        Codes around;
+        gatherCodes(grid, cell->getGridMonoindex(), around);
         for (unsigned int i = 1; i < q19::kDirectionCount; ++i)
-            if (isFull(neighbours[i])) setFlagShared(neighbours[i], MAC_FLAG_NEAR_INTERFACE);
+            if (LBM_Q19_MAC_Cell3F* n = fullNeighbour(grid, cell->getGridMonoindex(), around, i))
+                setFlagShared(n, MAC_FLAG_NEAR_INTERFACE);
     };
     // The wall flags from the liquid side: a full cell has a solid among its
     // neighbours exactly when it is among that solid's neighbours. A full
@@ -355,12 +363,12 @@ void RelabelPass::markFluidNeighbours(MAC_LBM_Fluid3& fluid, const LiquidCells& 
     const auto flagListedWallCell = [](const unsigned int&, LBM_Q19_MAC_Cell3F* cell) {
         if (isFull(cell)) setFlagShared(cell, MAC_FLAG_NEIGHBOUR_MARK);
     };
-    const auto flagNewWallCell = [&](const unsigned int& t, LBM_Q19_MAC_Cell3F* cell) {
+    const auto flagNewWallCell = [&](const unsigned int&, LBM_Q19_MAC_Cell3F* cell) {
         if (!isFull(cell)) return;
-        AllNeighbours& neighbours = perThread[t].neighbours;
-        grid.gather(cell->getGridMonoindex(), neighbours.data());
+        Codes around;
+        gatherCodes(grid, cell->getGridMonoindex(), around);
         for (unsigned int i = 1; i < q19::kDirectionCount; ++i)
-            if (neighbours[i] != nullptr && neighbours[i]->isSolid()) {
+            if (around[i] == LBM_CELL_SOLID) {
                 setFlagShared(cell, MAC_FLAG_NEIGHBOUR_MARK);
                 return;
             }

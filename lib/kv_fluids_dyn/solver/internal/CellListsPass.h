@@ -2,6 +2,7 @@
 
 #include "kv_fluids_dyn/domain/MAC_LBM_Fluid3.h"
 #include "kv_fluids_dyn/solver/internal/GridTypes.h"
+#include "kv_fluids_dyn/solver/internal/LinkSwap.h"
 #include "kv_fluids_dyn/solver/internal/PerWorker.h"
 #include "kv_fluids_dyn/solver/internal/SolverTypes.h"
 
@@ -21,9 +22,14 @@ namespace kelvar::fluid {
 // has the cells at hand, so that the density sum over the liquid list
 // (liquidDensitySum) walks dense floats instead of the cells, and writes
 // every position's type code into `types`.
+//
+// runAndSwap() does what run() does and, in the same walk, hands each liquid
+// cell to the swap step of streaming once its neighbours' codes are written:
+// the grid is walked once at the start of a sub-step.
 class CellListsPass {
 public:
     void run(MAC_LBM_Fluid3& fluid, GridTypes& types, const unsigned int& threads);
+    void runAndSwap(MAC_LBM_Fluid3& fluid, GridTypes& types, const unsigned int& threads, LinkSwap& swap);
     void runSolids(MAC_LBM_Fluid3& fluid, const unsigned int& threads);
 
     // The density sum over the liquid list of the last run(), one float at
@@ -45,6 +51,13 @@ private:
 
     // The blocks' lists, emptied; their storage is kept between runs.
     Lists* clearedBlocks();
+
+    // run() over `blockCount` blocks, calling walk.listed(block index,
+    // block, position) after each position and walk.blockDone(block index,
+    // block) after each block.
+    template <class Walk>
+    void listCells(MAC_LBM_Fluid3& fluid, GridTypes& types, const unsigned int& threads,
+                   const uint32_t& blockCount, const Walk& walk);
 
     Array<Lists> blocks;
 };

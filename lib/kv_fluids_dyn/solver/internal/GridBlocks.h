@@ -8,13 +8,13 @@
 
 namespace kelvar::fluid {
 
-// Walks over every position of the grid split into kGridBlocks blocks of
-// consecutive positions, a number fixed whatever the thread count, and
-// deals the blocks to the workers in turn: worker t takes blocks t, t + N,
+// Walks over every position of the grid split into blocks of consecutive
+// positions, kGridBlocks of them unless a pass asks for fewer, and deals the
+// blocks to the workers in turn: worker t takes blocks t, t + N,
 // t + 2N, ... A liquid gathered at one end of the grid (a dam break against
 // a wall) then still spreads over every worker, which a contiguous split of
 // the positions does not do. What a pass keeps per block, joined in block
-// order, is in position order for any thread count.
+// order, is in position order for any thread count and any block count.
 inline constexpr uint32_t kGridBlocks = 64;
 
 struct GridBlock {
@@ -22,19 +22,21 @@ struct GridBlock {
     uint32_t end = 0;
 };
 
-// Block b of `count` positions.
-inline GridBlock gridBlock(const uint32_t& count, const uint32_t& b) {
-    return {uint32_t(uint64_t(count) * b / kGridBlocks), uint32_t(uint64_t(count) * (b + 1) / kGridBlocks)};
+// Block b of `count` positions split into `blocks` blocks.
+inline GridBlock gridBlock(const uint32_t& count, const uint32_t& b, const uint32_t& blocks = kGridBlocks) {
+    return {uint32_t(uint64_t(count) * b / blocks), uint32_t(uint64_t(count) * (b + 1) / blocks)};
 }
 
-// op(workerIndex, blockIndex, block) for every block of `count` positions.
+// op(workerIndex, blockIndex, block) for every block of `count` positions
+// split into `blocks` (1 to kGridBlocks) blocks.
 template <class Op>
-void runGridBlocks(const uint32_t& count, const Op& op, const unsigned int& threads) {
-    const uint32_t workers = std::min(workerCount(threads), kGridBlocks);
+void runGridBlocks(const uint32_t& count, const Op& op, const unsigned int& threads,
+                   const uint32_t& blocks = kGridBlocks) {
+    const uint32_t workers = std::min(workerCount(threads), blocks);
     runParallelIndices(
         workers,
         [&](const unsigned int& t, uint32_t w) {
-            for (uint32_t b = w; b < kGridBlocks; b += workers) op(t, b, gridBlock(count, b));
+            for (uint32_t b = w; b < blocks; b += workers) op(t, b, gridBlock(count, b, blocks));
         },
         workers);
 }

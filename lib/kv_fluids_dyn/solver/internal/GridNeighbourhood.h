@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 
 #include "kv_fluids_dyn/domain/Grid3.h"
@@ -77,15 +78,30 @@ public:
         gatherFrom<unsigned char>(codes, outside, index, out);
     }
 
+    // The same from the cells themselves: entry i is the type of the cell
+    // in direction i, `noCell` where there is none or beyond a face.
+    void gatherCellCodes(const uint32_t& index, const unsigned char& noCell, unsigned char* out) const {
+        LBM_Cell3<float>* around[q19::kDirectionCount];
+        gather(index, around);
+        for (unsigned int i = 0; i < q19::kDirectionCount; ++i)
+            out[i] = around[i] == nullptr ? noCell : around[i]->getType();
+    }
+
+    // How far apart in linear index a position and its farthest neighbour
+    // lie: every neighbour of index p lies in [p - reach, p + reach].
+    uint32_t reach() const {
+        int64_t farthest = 0;
+        for (const int64_t& o : offset) farthest = std::max(farthest, o < 0 ? -o : o);
+        return uint32_t(farthest);
+    }
+
     // The cell in direction i of a position whose neighbour there lies
     // inside the grid.
     LBM_Cell3<float>* neighbour(const uint32_t& index, const unsigned int& i) const {
         return cells[int64_t(index) + offset[i]];
     }
 
-    LBM_Cell3<float>* at(const uint32_t& x, const uint32_t& y, const uint32_t& z) const {
-        return cells[x * stride + y * nz + z];
-    }
+    uint32_t indexOf(const uint32_t& x, const uint32_t& y, const uint32_t& z) const { return x * stride + y * nz + z; }
 
     const uint32_t& getNy() const { return ny; }
 

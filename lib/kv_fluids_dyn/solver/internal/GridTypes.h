@@ -13,8 +13,8 @@ namespace kelvar::fluid {
 // line the pass would not otherwise touch.
 //
 // The cell-list pass writes it while it walks the grid at the start of a
-// sub-step; it stays true until the relabelling changes types, so the passes
-// in between (streaming, the interface passes, collision) may rely on it.
+// sub-step, and the relabelling writes every type change it makes through,
+// so it stays true for the whole sub-step.
 class GridTypes {
 public:
     // A code no cell type uses: an empty position, or one outside the grid.

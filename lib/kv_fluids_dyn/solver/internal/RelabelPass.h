@@ -4,6 +4,7 @@
 #include "kv_fluids_dyn/domain/MAC_LBM_Fluid3.h"
 #include "kv_fluids_dyn/solver/internal/DensitySums.h"
 #include "kv_fluids_dyn/solver/internal/GridNeighbourhood.h"
+#include "kv_fluids_dyn/solver/internal/GridTypes.h"
 #include "kv_fluids_dyn/solver/internal/ParticleLandings.h"
 #include "kv_fluids_dyn/solver/internal/PerWorker.h"
 #include "kv_fluids_dyn/solver/internal/SolverTypes.h"
@@ -36,8 +37,12 @@ namespace kelvar::fluid {
 // a filled cell the difference between its mass and its density; a full
 // cell turned into an interface cell takes its density as mass.
 //
+// The neighbours' types are read from the grid's type codes, which every
+// type change here writes through, so that they stay true for each step.
+//
 // Input: the fluid's grid, its four cell lists as rebuilt at the start of
-// the sub-step, its particles, and `wallCells`: the liquid-list cells with a
+// the sub-step, its particles, the type codes of the grid's positions as
+// they stand (kept in step with the relabelling), and `wallCells`: the liquid-list cells with a
 // solid neighbour, for solids as they are now (StreamPass::wallCells()),
 // and, when the advection of the same sub-step ran just before, where it
 // left the particles (AdvectionPass::landings()), or null.
@@ -48,8 +53,9 @@ namespace kelvar::fluid {
 // conserved).
 class RelabelPass {
 public:
-    void run(MAC_LBM_Fluid3& fluid, const LiquidCells& wallCells, const MAC_LBM_Fluid3::SolverKey& key,
-             const unsigned int& threads, const ParticleLandings* landings = nullptr);
+    void run(MAC_LBM_Fluid3& fluid, GridTypes& types, const LiquidCells& wallCells,
+             const MAC_LBM_Fluid3::SolverKey& key, const unsigned int& threads,
+             const ParticleLandings* landings = nullptr);
 
     const LiquidCells& createdCells() const { return newCells; }
     // The densities of the liquid list after the last run, 0 for the cells
@@ -65,8 +71,10 @@ public:
     static void clearStepFlags(MAC_LBM_Fluid3& fluid, const unsigned int& threads);
 
 private:
+    using Codes = unsigned char[q19::kDirectionCount];
+
     struct alignas(64) Scratch {
-        AllNeighbours neighbours;
+        AllNeighbours neighbours;  // the mass-sharing steps' scratch
         MovingNeighbours movingNeighbours;
         Array<unsigned int> sites;
         Array<unsigned int> sunkIds;
@@ -87,6 +95,15 @@ private:
     void markFluidNeighbours(MAC_LBM_Fluid3& fluid, const LiquidCells& wallCells, const unsigned int& threads);
     void convertToInterface(const uint32_t& workers);
     void shareEmptiedMass(const GridNeighbourhood& grid, const uint32_t& workers);
+    // The codes of a position's 19 neighbours, kNoCell beyond the grid.
+    void gatherCodes(const GridNeighbourhood& grid, const uint32_t& index, Codes& out) const {
+        grid.gatherCodes(codes, GridTypes::kNoCell, index, out);
+    }
+    // A cell's new type, in the cell and in its position's code.
+    void retype(LBM_Q19_MAC_Cell3F* cell, const unsigned char& type) {
+        cell->setType(type);
+        codes[cell->getGridMonoindex()] = type;
+    }
 
     PerWorker<Scratch> perWorker;
     Array<unsigned int> sites;
@@ -99,6 +116,7 @@ private:
     Array<float> fillExcess;
     float drained = 0.0f;
     bool conserving = false;
+    unsigned char* codes = nullptr;  // the run's type codes
 };
 
 }  // namespace kelvar::fluid
