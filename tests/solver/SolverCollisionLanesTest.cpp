@@ -30,6 +30,9 @@ void randomCell(LBM_Q19_MAC_Cell3F& cell, SolverRand& random) {
     for (unsigned i = 0; i < q19::kDirectionCount; ++i)
         cell.setPdfAt(i, cell.getPdfAt(i) + drift * float(random() - SolverRand::kMax / 2) / float(SolverRand::kMax));
     cell.setForce(Vector3<float>(0.0f, -1e-4f * float(random() % 4), 0.0f));
+    // Fields next to the slots, which the lanes must leave alone.
+    cell.setMass(float(random()));
+    cell.setEpsilon(float(random()));
     const unsigned slot = unsigned(random()) % q19::kDirectionCount;
     switch (random() % 97) {
         case 0: cell.setPdfAt(slot, std::numeric_limits<float>::infinity()); break;
@@ -76,6 +79,8 @@ TEST(SolverCollisionLanes, EveryLaneWidthMatchesTheCellByCellCalls) {
                 ASSERT_EQ(std::bit_cast<uint32_t>(lane.getPdfAt(i)), std::bit_cast<uint32_t>(cell.getPdfAt(i)))
                     << at() << " slot " << i;
             ASSERT_EQ(std::bit_cast<uint32_t>(lane.getDensity()), std::bit_cast<uint32_t>(cell.getDensity())) << at();
+            ASSERT_EQ(lane.getMass(), cell.getMass()) << at();
+            ASSERT_EQ(lane.getEpsilon(), cell.getEpsilon()) << at();
             for (unsigned a = 0; a < 3; ++a)
                 ASSERT_EQ(std::bit_cast<uint32_t>(lane.getVelocity()[a]), std::bit_cast<uint32_t>(cell.getVelocity()[a]))
                     << at() << " axis " << a;
