@@ -2,6 +2,7 @@
 
 #include "kv_fluids_dyn/lattice/internal/LBM_Q19_SparseMoment.h"
 #include "kv_fluids_dyn/parallel/RunParallel.h"
+#include "kv_fluids_dyn/solver/internal/CollisionLanes8.h"
 #include "kv_fluids_dyn/solver/internal/CollisionPass.h"
 #include "kv_fluids_dyn/solver/internal/SpeedLimit.h"
 #include "kv_math/internal/Float4.h"
@@ -9,6 +10,9 @@
 namespace kelvar::fluid {
 
 namespace {
+
+// The SSE path's group of cells.
+constexpr uint32_t kCollisionLanes4 = 4;
 
 // First moment of the cell's slots as they stand.
 Vector3<float> firstMoment(const LBM_Q19_MAC_Cell3F& cell) {
@@ -82,20 +86,30 @@ bool limitCellSpeed(LBM_Q19_MAC_Cell3F& cell, const float& maxSpeed, const float
     return true;
 }
 
+unsigned int widestCollisionLanes() {
+    return hasCollisionLanes8() ? kCollisionLanes8 : kCollisionLanes4;
+}
+
 void collideLiquidCells(LiquidCells& liquid, const MAC_LBM_SolverContext3& context, const unsigned int& threads) {
+    collideLiquidCells(liquid, context, threads, widestCollisionLanes());
+}
+
+void collideLiquidCells(LiquidCells& liquid, const MAC_LBM_SolverContext3& context, const unsigned int& threads,
+                        const unsigned int& lanes) {
     const float maxSpeed = context.getLatticeMaxSpeed();
     const float maxSpeed2 = context.getLatticeMaxSpeed2();
     const float viscosity = context.getLatticeViscosity();
-    constexpr uint32_t kLanes = 4;
+    const CollisionParameters parameters{maxSpeed, maxSpeed2, viscosity};
     LBM_Q19_MAC_Cell3F* const* const cells = liquid.data();
     runParallelRanges(
         liquid.size(),
         [&](const WorkRange& range) {
             const uint32_t end = range.first + range.count;
             uint32_t n = range.first;
-            for (; n + kLanes <= end; n += kLanes) {
-                LBM_Q19_MAC_Cell3F* const liquid[kLanes] = {cells[n], cells[n + 1], cells[n + 2], cells[n + 3]};
-                LBM_Q19_Cell3<float>* const group[kLanes] = {cells[n], cells[n + 1], cells[n + 2], cells[n + 3]};
+            if (lanes == kCollisionLanes8) n = collideLanes8(cells, n, end, parameters);
+            for (; n + kCollisionLanes4 <= end; n += kCollisionLanes4) {
+                LBM_Q19_MAC_Cell3F* const liquid[kCollisionLanes4] = {cells[n], cells[n + 1], cells[n + 2], cells[n + 3]};
+                LBM_Q19_Cell3<float>* const group[kCollisionLanes4] = {cells[n], cells[n + 1], cells[n + 2], cells[n + 3]};
                 limitCellSpeed4(liquid, maxSpeed, maxSpeed2);
                 LBM_Q19_Cell3<float>::collision4(group, viscosity);
                 // Liquid cells keep the lattice cell's moments.

@@ -1,0 +1,77 @@
+#include "kv_math/internal/Float8.h"
+
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <cmath>
+#include <cstdint>
+#include <limits>
+#include <random>
+
+namespace kelvar {
+namespace {
+
+#if KV_HAS_FLOAT8
+
+constexpr unsigned kLanes = 8;
+constexpr unsigned kOps = 5;
+
+uint32_t bits(float x) { return std::bit_cast<uint32_t>(x); }
+
+// +, -, *, / and sqrt of the lanes, and the broadcast of 2.5 times b.
+KV_TARGET_AVX2 void applyOps(const float (&a)[kLanes], const float (&b)[kLanes], float (&out)[kOps + 1][kLanes]) {
+    const Float8 x = Float8::load(a), y = Float8::load(b);
+    const Float8 results[kOps + 1] = {x + y, x - y, x * y, x / y, sqrt(x), 2.5f * y};
+    for (unsigned op = 0; op <= kOps; ++op) results[op].store(out[op]);
+}
+
+KV_TARGET_AVX2 unsigned zeroLanesOf(const float (&a)[kLanes]) { return Float8::load(a).zeroLanes(); }
+
+KV_TARGET_AVX2 unsigned greaterLanesOf(const float (&a)[kLanes], const float& b) {
+    return Float8::load(a).greaterLanes(Float8(b));
+}
+
+// Each lane must round exactly as the float operation does: the collision
+// relies on that to give eight cells at once the bits of one.
+TEST(Float8, EveryLaneRoundsAsFloat) {
+    if (!__builtin_cpu_supports("avx2")) GTEST_SKIP() << "no AVX2 on this machine";
+    std::mt19937 random(5);
+    std::uniform_real_distribution<float> value(-1e3f, 1e3f);
+    const float inf = std::numeric_limits<float>::infinity();
+    for (int round = 0; round < 2000; ++round) {
+        float a[kLanes], b[kLanes];
+        for (unsigned i = 0; i < kLanes; ++i) {
+            a[i] = value(random) * std::ldexp(1.0f, int(random() % 300) - 150);  // denormals too
+            b[i] = value(random);
+        }
+        if (round == 0) {
+            a[1] = inf;
+            b[2] = 0.0f;
+            a[3] = -0.0f;
+            a[7] = std::nanf("");
+        }
+        float out[kOps + 1][kLanes];
+        applyOps(a, b, out);
+        for (unsigned i = 0; i < kLanes; ++i) {
+            const float expected[kOps + 1] = {a[i] + b[i], a[i] - b[i], a[i] * b[i],
+                                              a[i] / b[i], std::sqrt(a[i]), 2.5f * b[i]};
+            for (unsigned op = 0; op <= kOps; ++op)
+                ASSERT_EQ(bits(out[op][i]), bits(expected[op])) << "op " << op << " lane " << i;
+        }
+    }
+}
+
+// The masks follow float's == 0 and >, NaN comparing false.
+TEST(Float8, LaneMasksCompareAsFloat) {
+    if (!__builtin_cpu_supports("avx2")) GTEST_SKIP() << "no AVX2 on this machine";
+    const float nan = std::nanf(""), inf = std::numeric_limits<float>::infinity();
+    const float a[kLanes] = {0.0f, 1.0f, -0.0f, nan, 2.0f, inf, -inf, 1e-45f};
+    EXPECT_EQ(zeroLanesOf(a), 0b00000101u);
+    EXPECT_EQ(greaterLanesOf(a, 1.0f), 0b00110000u);
+    EXPECT_EQ(greaterLanesOf(a, nan), 0u);
+}
+
+#endif
+
+}  // namespace
+}  // namespace kelvar
