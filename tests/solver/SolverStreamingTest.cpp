@@ -133,32 +133,39 @@ TEST(SolverStreaming, SwapPassLeavesEveryCellAsItsOwnStreamingDoes) {
 
 // The walk that lists the cells and swaps their links as it goes, then the
 // wall pass: the same cells as the cells' own streaming, and the same wall
-// cells in the same order as the liquid list gives.
+// cells in the same order as the liquid list gives. A second walk splits the
+// grid where the first found the liquid, which must not change a bit either.
 TEST(SolverStreaming, ListingWalkStreamsAsTheCellsOwnStreamingDoes) {
-    MixedSites reference(1);
-    GridTypes referenceTypes;
-    CellListsPass::writeTypes(reference.scene.fluid.getGrid(), referenceTypes, 1);
-    StreamPass referenceWalls;
-    referenceWalls.listWallCells(reference.scene.fluid, referenceTypes, 1);
-    streamCellByCell(reference.scene.fluid);
-    const LiquidCells& expected = reference.scene.fluid.getArrLiquidCells();
-    ASSERT_GT(referenceWalls.wallCells().size(), 20u);
+    for (unsigned walks : {1u, 2u}) {
+        MixedSites reference(1);
+        GridTypes referenceTypes;
+        StreamPass referenceWalls;
+        for (unsigned w = 0; w < walks; ++w) {
+            CellListsPass::writeTypes(reference.scene.fluid.getGrid(), referenceTypes, 1);
+            referenceWalls.listWallCells(reference.scene.fluid, referenceTypes, 1);
+            streamCellByCell(reference.scene.fluid);
+        }
+        const LiquidCells& expected = reference.scene.fluid.getArrLiquidCells();
+        ASSERT_GT(referenceWalls.wallCells().size(), 20u);
 
-    for (unsigned threads : {1u, 2u, 3u}) {
-        MixedSites mixed(threads);
-        CellListsPass lists;
-        GridTypes types;
-        StreamPass stream;
-        lists.runAndSwap(mixed.scene.fluid, types, threads, stream.linkSwap());
-        stream.streamWalls(mixed.scene.fluid, threads);
-        expectStreamedAs(expected, mixed.scene.fluid.getArrLiquidCells(), threads);
+        for (unsigned threads : {1u, 2u, 3u}) {
+            MixedSites mixed(threads);
+            CellListsPass lists;
+            GridTypes types;
+            StreamPass stream;
+            for (unsigned w = 0; w < walks; ++w) {
+                lists.runAndSwap(mixed.scene.fluid, types, threads, stream.linkSwap());
+                stream.streamWalls(mixed.scene.fluid, threads);
+            }
+            expectStreamedAs(expected, mixed.scene.fluid.getArrLiquidCells(), threads);
 
-        const LiquidCells& walls = stream.wallCells();
-        ASSERT_EQ(walls.size(), referenceWalls.wallCells().size()) << threads << " threads";
-        uint32_t misplaced = 0;
-        for (uint32_t n = 0; n < walls.size(); ++n)
-            misplaced += walls[n]->getGridMonoindex() != referenceWalls.wallCells()[n]->getGridMonoindex();
-        EXPECT_EQ(misplaced, 0u) << threads << " threads";
+            const LiquidCells& walls = stream.wallCells();
+            ASSERT_EQ(walls.size(), referenceWalls.wallCells().size()) << threads << " threads";
+            uint32_t misplaced = 0;
+            for (uint32_t n = 0; n < walls.size(); ++n)
+                misplaced += walls[n]->getGridMonoindex() != referenceWalls.wallCells()[n]->getGridMonoindex();
+            EXPECT_EQ(misplaced, 0u) << threads << " threads, " << walks << " walks";
+        }
     }
 }
 

@@ -49,17 +49,13 @@ void joinBlocks(const unsigned int& threads, const uint32_t& count, const Joins&
 // scattered over memory, and each one's type is a likely miss.
 constexpr uint32_t kCellLookahead = 16;
 
-// How many blocks the walk that also swaps links takes per worker. The cells
-// within reach of a block's ends read their neighbours' types from the cells
-// (SwapBehind), which is slower: fewer, longer blocks keep those few, while
-// more blocks spread a liquid gathered at one end of the grid over the
-// workers. One worker walks the grid as one block.
-constexpr uint32_t kSwapBlocksPerWorker = 4;
+// What walking past a position costs, in liquid cells: a liquid cell is
+// listed and streams its links, any other position is one pointer test.
+constexpr double kPositionCost = 1.0 / 32.0;
 
-uint32_t swapBlocks(const unsigned int& threads) {
-    const uint32_t workers = workerCount(threads);
-    return workers == 1 ? 1 : std::min(kGridBlocks, workers * kSwapBlocksPerWorker);
-}
+// How many points of the liquid's spread over the grid a walk records for
+// the next walk's split.
+constexpr uint32_t kLiquidMarks = 64;
 
 // The walk that lists the cells without streaming.
 struct ListOnly {
@@ -121,26 +117,83 @@ CellListsPass::Lists* CellListsPass::clearedBlocks() {
 }
 
 void CellListsPass::run(MAC_LBM_Fluid3& fluid, GridTypes& types, const unsigned int& threads) {
-    listCells(fluid, types, threads, kGridBlocks, ListOnly());
+    const uint32_t count = fluid.getGrid().getCount();
+    split.resize(kGridBlocks);
+    for (uint32_t b = 0; b < kGridBlocks; ++b) split[b] = gridBlock(count, b);
+    listCells(fluid, types, threads, ListOnly());
 }
 
 void CellListsPass::runAndSwap(MAC_LBM_Fluid3& fluid, GridTypes& types, const unsigned int& threads,
                                LinkSwap& swap) {
-    const uint32_t blocks = swapBlocks(threads);
-    swap.beginParts(blocks);
+    balanceSwapBlocks(fluid.getGrid().getCount(), std::min(workerCount(threads), kGridBlocks));
+    swap.beginParts(split.size());
     types.resize(fluid.getGrid().getCount());
-    listCells(fluid, types, threads, blocks, SwapBehind(fluid.getGrid(), types.data(), swap));
+    listCells(fluid, types, threads, SwapBehind(fluid.getGrid(), types.data(), swap));
+    markLiquid(fluid.getArrLiquidCells());
+}
+
+// One block per worker, each with an equal share of the cost of the walk as
+// the last walk found the liquid spread: streaming makes a liquid cell cost
+// far more than an empty position, and the liquid may be gathered at one
+// end of the grid. One block per worker keeps the cells within reach of a
+// block's ends, which take the slower neighbour types, few. Where the
+// blocks end changes nothing in the results: the lists are joined in block
+// order, which is grid order. The cost up to a position is taken as linear
+// between the recorded marks.
+void CellListsPass::balanceSwapBlocks(const uint32_t& count, const uint32_t& blocks) {
+    split.resize(blocks);
+    if (liquidMarks.empty() || blocks == 1) {
+        for (uint32_t b = 0; b < blocks; ++b) split[b] = gridBlock(count, b, blocks);
+        return;
+    }
+    // Cost points: the grid's start, the marks (mark m has m / kLiquidMarks
+    // of the liquid before it) and the grid's end with all of it.
+    const double liquid = double(recordedLiquid);
+    const uint32_t points = kLiquidMarks + 2;
+    const auto positionAt = [&](const uint32_t& i) {
+        if (i == 0) return 0.0;
+        if (i == points - 1) return double(count);
+        return double(std::min(liquidMarks[i - 1], count));
+    };
+    const auto costAt = [&](const uint32_t& i) {
+        const double before = i == 0 ? 0.0 : (i == points - 1 ? liquid : liquid * double(i - 1) / kLiquidMarks);
+        return before + kPositionCost * positionAt(i);
+    };
+    const double total = costAt(points - 1);
+    uint32_t i = 0;
+    uint32_t first = 0;
+    for (uint32_t b = 0; b + 1 < blocks; ++b) {
+        const double target = total * double(b + 1) / double(blocks);
+        while (i + 2 < points && costAt(i + 1) < target) ++i;
+        const double low = costAt(i), high = costAt(i + 1);
+        const double at = positionAt(i) + (high > low ? (target - low) / (high - low) : 0.0) *
+                                              (positionAt(i + 1) - positionAt(i));
+        const uint32_t end = std::clamp(uint32_t(at), first, count);
+        split[b] = {first, end};
+        first = end;
+    }
+    split[blocks - 1] = {first, count};
+}
+
+// Records where the liquid lies, for the next walk's split.
+void CellListsPass::markLiquid(const LiquidCells& liquid) {
+    const uint32_t n = liquid.size();
+    recordedLiquid = n;
+    liquidMarks.resize(n == 0 ? 0 : kLiquidMarks);
+    for (uint32_t m = 0; m < liquidMarks.size(); ++m)
+        liquidMarks[m] = liquid[uint32_t(uint64_t(m) * n / kLiquidMarks)]->getGridMonoindex();
 }
 
 template <class Walk>
 void CellListsPass::listCells(MAC_LBM_Fluid3& fluid, GridTypes& types, const unsigned int& threads,
-                              const uint32_t& blockCount, const Walk& walk) {
+                              const Walk& walk) {
     Lists* const lists = clearedBlocks();
     LBM_Cell3<float>* const* const cells = fluid.getGrid().getCells().data();
     types.resize(fluid.getGrid().getCount());
     unsigned char* const codes = types.data();
-    runGridBlocks(
-        fluid.getGrid().getCount(),
+    const uint32_t blockCount = split.size();
+    runBlocks(
+        blockCount, [&](const uint32_t& b) { return split[b]; },
         [&](const unsigned int&, uint32_t b, const GridBlock& block) {
             Lists& mine = lists[b];
             for (uint32_t index = block.first; index < block.end; ++index) {
@@ -170,7 +223,7 @@ void CellListsPass::listCells(MAC_LBM_Fluid3& fluid, GridTypes& types, const uns
             }
             walk.blockDone(b, block);
         },
-        threads, blockCount);
+        threads);
 
     joinBlocks(threads, blockCount, BlockJoin(fluid.refArrLiquidCells(), lists, blockCount, &Lists::liquid),
                BlockJoin(fluid.refArrInterfaceCells(), lists, blockCount, &Lists::interface),

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "kv_fluids_dyn/domain/MAC_LBM_Fluid3.h"
+#include "kv_fluids_dyn/solver/internal/GridBlocks.h"
 #include "kv_fluids_dyn/solver/internal/GridTypes.h"
 #include "kv_fluids_dyn/solver/internal/LinkSwap.h"
 #include "kv_fluids_dyn/solver/internal/PerWorker.h"
@@ -25,7 +26,9 @@ namespace kelvar::fluid {
 //
 // runAndSwap() does what run() does and, in the same walk, hands each liquid
 // cell to the swap step of streaming once its neighbours' codes are written:
-// the grid is walked once at the start of a sub-step.
+// the grid is walked once at the start of a sub-step. Its blocks are one per
+// worker, split so that each holds an equal share of the liquid as the last
+// such walk found it.
 class CellListsPass {
 public:
     void run(MAC_LBM_Fluid3& fluid, GridTypes& types, const unsigned int& threads);
@@ -52,14 +55,20 @@ private:
     // The blocks' lists, emptied; their storage is kept between runs.
     Lists* clearedBlocks();
 
-    // run() over `blockCount` blocks, calling walk.listed(block index,
+    // run() over the blocks of `split`, calling walk.listed(block index,
     // block, position) after each position and walk.blockDone(block index,
     // block) after each block.
     template <class Walk>
-    void listCells(MAC_LBM_Fluid3& fluid, GridTypes& types, const unsigned int& threads,
-                   const uint32_t& blockCount, const Walk& walk);
+    void listCells(MAC_LBM_Fluid3& fluid, GridTypes& types, const unsigned int& threads, const Walk& walk);
+    void balanceSwapBlocks(const uint32_t& count, const uint32_t& blocks);
+    void markLiquid(const LiquidCells& liquid);
 
     Array<Lists> blocks;
+    Array<GridBlock> split;
+    // Grid positions of evenly spaced entries of the last listed liquid, and
+    // how many cells it had.
+    Array<uint32_t> liquidMarks;
+    uint32_t recordedLiquid = 0;
 };
 
 }  // namespace kelvar::fluid

@@ -27,18 +27,25 @@ inline GridBlock gridBlock(const uint32_t& count, const uint32_t& b, const uint3
     return {uint32_t(uint64_t(count) * b / blocks), uint32_t(uint64_t(count) * (b + 1) / blocks)};
 }
 
+// op(workerIndex, blockIndex, blockAt(blockIndex)) for `blocks` blocks,
+// dealt to the workers in turn.
+template <class BlockAt, class Op>
+void runBlocks(const uint32_t& blocks, const BlockAt& blockAt, const Op& op, const unsigned int& threads) {
+    const uint32_t workers = std::min(workerCount(threads), blocks);
+    runParallelIndices(
+        workers,
+        [&](const unsigned int& t, uint32_t w) {
+            for (uint32_t b = w; b < blocks; b += workers) op(t, b, blockAt(b));
+        },
+        workers);
+}
+
 // op(workerIndex, blockIndex, block) for every block of `count` positions
 // split into `blocks` (1 to kGridBlocks) blocks.
 template <class Op>
 void runGridBlocks(const uint32_t& count, const Op& op, const unsigned int& threads,
                    const uint32_t& blocks = kGridBlocks) {
-    const uint32_t workers = std::min(workerCount(threads), blocks);
-    runParallelIndices(
-        workers,
-        [&](const unsigned int& t, uint32_t w) {
-            for (uint32_t b = w; b < blocks; b += workers) op(t, b, gridBlock(count, b, blocks));
-        },
-        workers);
+    runBlocks(blocks, [&](const uint32_t& b) { return gridBlock(count, b, blocks); }, op, threads);
 }
 
 }  // namespace kelvar::fluid
