@@ -1,13 +1,13 @@
 #include <gtest/gtest.h>
 #include <png.h>
 #include <sys/wait.h>
-#include <unistd.h>
 
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <string>
 
+#include "TempFolder.h"
 #include "kv_geometry/MeshIO.h"
 #include "kv_geometry/MeshPrimitives.h"
 
@@ -45,19 +45,10 @@ bool decodesAsPng(const fs::path& path) {
     return png_image_finish_read(&png, nullptr, pixels.data(), 0, nullptr) != 0 && png.width * png.height > 0;
 }
 
-class DemoRun : public ::testing::Test {
-protected:
-    void SetUp() override {
-        folder = fs::temp_directory_path() / ("kv_demo_run_" + std::to_string(getpid()));
-        fs::remove_all(folder);
-        fs::create_directories(folder);
-    }
-    void TearDown() override { fs::remove_all(folder); }
-    // The path in single quotes, for the shell.
-    static std::string quoted(const fs::path& path) { return std::string("'").append(path.string()).append("'"); }
+// The path in single quotes, for the shell.
+std::string quoted(const fs::path& path) { return std::string("'").append(path.string()).append("'"); }
 
-    fs::path folder;
-};
+using DemoRun = TempFolderTest;
 
 TEST_F(DemoRun, DamBreakWritesAMeshAndAPreviewPerFrame) {
     const fs::path out = folder / "frames";

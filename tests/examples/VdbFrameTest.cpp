@@ -4,8 +4,6 @@
 
 #include <gtest/gtest.h>
 #include <openvdb/openvdb.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <cstdio>
 #include <cstring>
@@ -15,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "TempFolder.h"
 #include "VdbFrameWriter.h"
 #include "kv_basic/ByteOrder.h"
 #include "kv_geometry/MeshPrimitives.h"
@@ -41,16 +40,7 @@ Grids readGrids(const fs::path& path) {
     return grids;
 }
 
-class VdbFrameTest : public ::testing::Test {
-protected:
-    void SetUp() override {
-        folder = fs::temp_directory_path() / ("kv_vdb_test_" + std::to_string(getpid()));
-        fs::remove_all(folder);
-        fs::create_directories(folder);
-    }
-    void TearDown() override { fs::remove_all(folder); }
-    fs::path folder;
-};
+using VdbFrameTest = TempFolderTest;
 
 TEST_F(VdbFrameTest, HandMadeFrameReadsBackValueByValue) {
     const unsigned nx = 4, ny = 3, nz = 5;
