@@ -5,7 +5,6 @@
 #include <thread>
 
 #include "kv_basic/Array.h"
-#include "kv_basic/ArrayOfPtr.h"
 #include "kv_basic/Tuple.h"
 #include "kv_fluids_dyn/parallel/RunParallel.h"
 
@@ -101,15 +100,6 @@ TEST(RunParallel, PerThreadScratchMergedInThreadOrderKeepsArrayOrder) {
         ASSERT_EQ(merged.size(), 167u);
         for (uint32_t k = 0; k < merged.size(); ++k) EXPECT_EQ(merged[k], 9 * k);
     }
-}
-
-TEST(RunParallel, PointerArraysHandTheStoredPointer) {
-    Array<int> values = filled(37u, 0);
-    ArrayOfPtr<int, KV_NO> pointers;
-    for (int& v : values) pointers.push_back(&v);
-    runParallel(pointers, [](unsigned int t, int* p) { *p = int(t) + 1; }, 4u);
-    // 37 over 4: [0,9) [9,18) [18,27) [27,37)
-    for (uint32_t i = 0; i < values.size(); ++i) EXPECT_EQ(values[i], int(std::min(i / 9, 3u)) + 1) << i;
 }
 
 TEST(RunParallel, IndependentLaunchersAndNestedPassesDoNotBlockEachOther) {
