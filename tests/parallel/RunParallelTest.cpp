@@ -5,9 +5,9 @@
 #include <thread>
 
 #include "kv_basic/Array.h"
-#include "kv_basic/ArrayOfPtr.h"
 #include "kv_basic/Tuple.h"
 #include "kv_fluids_dyn/parallel/RunParallel.h"
+#include "kv_fluids_dyn/parallel/Thread.h"
 
 namespace kelvar::fluid {
 namespace {
@@ -103,15 +103,6 @@ TEST(RunParallel, PerThreadScratchMergedInThreadOrderKeepsArrayOrder) {
     }
 }
 
-TEST(RunParallel, PointerArraysHandTheStoredPointer) {
-    Array<int> values = filled(37u, 0);
-    ArrayOfPtr<int, KV_NO> pointers;
-    for (int& v : values) pointers.push_back(&v);
-    runParallel(pointers, [](unsigned int t, int* p) { *p = int(t) + 1; }, 4u);
-    // 37 over 4: [0,9) [9,18) [18,27) [27,37)
-    for (uint32_t i = 0; i < values.size(); ++i) EXPECT_EQ(values[i], int(std::min(i / 9, 3u)) + 1) << i;
-}
-
 TEST(RunParallel, IndependentLaunchersAndNestedPassesDoNotBlockEachOther) {
     auto launcher = [](uint64_t* total) {
         for (int pass = 0; pass < 300; ++pass) {
@@ -136,6 +127,33 @@ TEST(RunParallel, IndependentLaunchersAndNestedPassesDoNotBlockEachOther) {
         },
         2u);
     EXPECT_EQ(inner.load(), 40u);
+}
+
+struct Probe {
+    Thread* self = nullptr;
+    std::atomic<unsigned int> seenInside{99};
+    std::atomic<bool> release{false};
+};
+
+TEST(Thread, StateGoesCreatedRunningFinishedJoined) {
+    Thread thread;
+    Probe probe;
+    probe.self = &thread;
+    EXPECT_EQ(thread.getState(), Thread::Created);
+    thread.start(
+        [](void* argument) -> unsigned int {
+            Probe& p = *static_cast<Probe*>(argument);
+            p.seenInside.store(p.self->getState());
+            while (!p.release.load()) std::this_thread::yield();
+            return 0;
+        },
+        &probe);
+    while (probe.seenInside.load() == 99) std::this_thread::yield();
+    EXPECT_EQ(probe.seenInside.load(), Thread::Running);
+    probe.release.store(true);
+    while (thread.getState() != Thread::Finished) std::this_thread::yield();
+    thread.join();
+    EXPECT_EQ(thread.getState(), Thread::Joined);
 }
 
 }  // namespace

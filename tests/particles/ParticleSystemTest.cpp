@@ -153,19 +153,6 @@ TEST(ParticleSystem, BatchRemoveStopsTidyingAtTheFirstEmptiedChunk) {
     EXPECT_EQ(pool.first()->minId, 2 * kChunk) << "range behind the walk's end is kept";
 }
 
-TEST(ParticleSystem, BatchRemoveResults) {
-    Pool pool;
-    addMany(pool, 20);
-    EXPECT_TRUE(pool.remove(Array<unsigned int>{}));
-    ASSERT_TRUE(pool.remove(Array<unsigned int>{4, 5}));
-    pool.getParticlesArray();
-    EXPECT_FALSE(pool.remove(Array<unsigned int>{4, 5}));
-    EXPECT_FALSE(pool.dirty()) << "a batch that removed nothing keeps the cache";
-
-    EXPECT_FALSE(pool.remove(Array<unsigned int>{6, 4, 19})) << "4 was already gone";
-    EXPECT_TRUE(pool.dirty() && pool.getParticlesCount() == 16u && pool.find(19).id == kMissing);
-}
-
 TEST(ParticleSystem, LookupSortsLazilyAndTheCacheFollows) {
     Pool pool;
     for (uint32_t id : {5u, 3u, 9u, 1u}) pool.addParticle(particleWithId(id, float(id)));

@@ -1,7 +1,5 @@
-// The advection samples velocities from a dense copy of the grid's cells
-// and moves most particles eight at a time; these tests hold the copy to
-// the grid itself and the eight-lane moves to the one-particle path, bit for
-// bit, on random scenes of every cell type.
+// The dense cell samples against the grid, and the eight-lane particle
+// moves against the one-particle path, bit for bit on random scenes.
 
 #include <algorithm>
 #include <bit>
@@ -134,11 +132,9 @@ double length2(const Vector3<float>& v) {
     return double(v.x) * double(v.x) + double(v.y) * double(v.y) + double(v.z) * double(v.z);
 }
 
-// Moves random particles with the lanes and each one the lanes took with the
-// one-particle path (its velocity sampled from its own liquid cell, then the
-// step with the bounce), and compares positions, velocities, landing cells
-// and speed extremes bit for bit; the particles handed back must be
-// untouched. Returns how many the lanes took.
+// Moves random particles with the lanes and each taken one with the
+// one-particle path; particles handed back must be untouched. Returns how
+// many the lanes took.
 uint32_t compareLanes(RandomScene& scene, uint32_t count, float stepCells) {
     Array<CellSample> samples;
     AdvectionPass::sampleCells(scene.grid, samples, 1);

@@ -1,8 +1,5 @@
-// The collision pass takes the liquid cells four or eight at a time
-// (limiter, relaxation, moments on lanes); at every width the machine runs
-// it must leave every cell as the plain per-cell calls do, bit for bit,
-// including cells that the limiter replaces, cells with non-finite slots and
-// cells whose relaxation or moments overflow.
+// The collision pass on four or eight lanes against the per-cell calls, bit
+// for bit, limited and non-finite cells included.
 
 #include <bit>
 #include <cmath>

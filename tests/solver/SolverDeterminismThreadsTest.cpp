@@ -1,13 +1,5 @@
 // The free-surface sub-step gives bit-identical results whatever the number
-// of worker threads, and from run to run.
-//
-// Nothing in the step is allowed to depend on how the work is split: the
-// per-cell passes write only their own cell (or, while streaming, slots that
-// exactly one cell touches), flags set on neighbours are single idempotent
-// bits, per-worker lists are merged in thread order, cells created from the
-// particles are sorted by grid position before they are taken from the pool
-// and are fully initialised, and every sum runs on one thread in list
-// order. So the hash below must agree exactly, not approximately.
+// of worker threads, and from run to run: the hashes must agree exactly.
 
 #include <gtest/gtest.h>
 

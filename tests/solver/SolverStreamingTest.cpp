@@ -1,8 +1,5 @@
-// The solver's streaming against the cells' own streaming operations: the
-// swap pass reads neighbour types from the grid's type codes, and must leave
-// every slot and reconstruction bit as streamPassFluid, called cell by cell
-// with the gathered neighbours, does; both when it streams the liquid list
-// and when the walk that lists the cells streams them.
+// The solver's streaming (liquid list and listing walk) against the cells'
+// own streaming called cell by cell, every slot and reconstruction bit.
 
 #include <bit>
 #include <cstdint>

@@ -1,3 +1,4 @@
+#include "kv_math/internal/Float4.h"
 #include "kv_math/internal/Float8.h"
 
 #include <gtest/gtest.h>
@@ -11,12 +12,54 @@
 namespace kelvar {
 namespace {
 
+uint32_t bits(float x) { return std::bit_cast<uint32_t>(x); }
+
+float lane(const Float4& x, unsigned i) {
+    float out[4];
+    x.store(out);
+    return out[i];
+}
+
+// Each lane must round exactly as the float operation does: the lattice
+// code relies on that to give four cells at once the bits of one.
+TEST(Float4, EveryLaneRoundsAsFloat) {
+    std::mt19937 random(3);
+    std::uniform_real_distribution<float> value(-1e3f, 1e3f);
+    const float inf = std::numeric_limits<float>::infinity();
+    for (int round = 0; round < 2000; ++round) {
+        float a[4], b[4];
+        for (unsigned i = 0; i < 4; ++i) {
+            a[i] = value(random) * std::ldexp(1.0f, int(random() % 60) - 30);
+            b[i] = value(random);
+        }
+        if (round == 0) {
+            a[1] = inf;
+            b[2] = 0.0f;
+            a[3] = -0.0f;
+        }
+        const Float4 x = Float4::load(a), y = Float4::load(b);
+        const Float4 results[5] = {x + y, x - y, x * y, x / y, sqrt(x)};
+        for (unsigned i = 0; i < 4; ++i) {
+            const float expected[5] = {a[i] + b[i], a[i] - b[i], a[i] * b[i], a[i] / b[i], std::sqrt(a[i])};
+            for (unsigned op = 0; op < 5; ++op)
+                ASSERT_EQ(bits(lane(results[op], i)), bits(expected[op])) << "op " << op << " lane " << i;
+        }
+        ASSERT_EQ(bits(lane(2.5f * y, 0)), bits(2.5f * b[0]));  // a float is broadcast
+    }
+}
+
+TEST(Float4, ZeroLanesAndTranspose) {
+    EXPECT_EQ(Float4(0.0f, 1.0f, -0.0f, std::nanf("")).zeroLanes(), 0b0101u);
+    Float4 rows[4] = {Float4(0, 1, 2, 3), Float4(4, 5, 6, 7), Float4(8, 9, 10, 11), Float4(12, 13, 14, 15)};
+    Float4::transpose(rows[0], rows[1], rows[2], rows[3]);
+    for (unsigned r = 0; r < 4; ++r)
+        for (unsigned i = 0; i < 4; ++i) EXPECT_EQ(lane(rows[r], i), float(i * 4 + r)) << r << " " << i;
+}
+
 #if KV_HAS_FLOAT8
 
 constexpr unsigned kLanes = 8;
 constexpr unsigned kOps = 5;
-
-uint32_t bits(float x) { return std::bit_cast<uint32_t>(x); }
 
 // +, -, *, / and sqrt of the lanes, and the broadcast of 2.5 times b.
 KV_TARGET_AVX2 void applyOps(const float (&a)[kLanes], const float (&b)[kLanes], float (&out)[kOps + 1][kLanes]) {
