@@ -175,7 +175,7 @@ void AdvectionPass::run(MAC_LBM_Fluid3& fluid, const unsigned int& threadCount) 
     }
     appendInWorkerOrder(removedIds, perThread, workers, &Scratch::removedIds);
     if (!removedIds.empty()) system.remove(removedIds);
-    landed = {landedCells.data(), samples.data(), landedCells.size()};
+    landed = {landedCells.data(), landedCells.size()};
     landingsValid = system.getParticlesCount() > 0 && removedIds.empty();
 
     float minSpeed = 0.0f;

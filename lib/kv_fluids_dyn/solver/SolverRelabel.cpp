@@ -27,17 +27,6 @@ inline void setFlagShared(LBM_Cell3<float>* cell, unsigned short bit) {
     if ((flags.load(std::memory_order_relaxed) & bit) == 0) flags.fetch_or(bit, std::memory_order_relaxed);
 }
 
-// How many particles ahead the binning starts loading a cell's flag word:
-// the cells lie scattered over memory, and each one's flags are a likely miss.
-constexpr uint32_t kBinLookahead = 64;
-
-// Starts loading the flag word of particle n's cell, when that is liquid.
-inline void prefetchFlags(const ParticleLandings& landings, LBM_Cell3<float>* const* cells, uint32_t n) {
-    const uint32_t index = landings.cells[n];
-    if (index >= ParticleLandings::kOutside || !landings.samples[index].isFluid()) return;
-    __builtin_prefetch(&static_cast<const LBM_Q19_MAC_Cell3F*>(cells[index])->getFlags(), 1);
-}
-
 inline bool isFull(const LBM_Cell3<float>* cell) {
     return cell != nullptr && cell->getType() == LBM_CELL_FLUID;
 }
@@ -106,8 +95,11 @@ void RelabelPass::convertToInterface(const uint32_t& workers) {
 }
 
 // Each particle's cell comes from where the advection left it when it
-// knows, else from the particle's position; its type from the advection's
-// samples, which still hold the grid's types, else from the cell.
+// knows, else from the particle's position; its type from the type codes.
+// A liquid cell with a particle is marked in `occupied`, a dense byte per
+// position that stays in cache, rather than in the cell's flags: the cells
+// lie scattered over memory, and the emptying step, which walks them in
+// list order, sets the flag from the mark.
 void RelabelPass::binParticles(MAC_LBM_Fluid3& fluid, const ParticleLandings* landings, const unsigned int& threads) {
     Scratch* const perThread = perWorker.forWorkers(threads);
     const uint32_t workers = workerCount(threads);
@@ -116,6 +108,8 @@ void RelabelPass::binParticles(MAC_LBM_Fluid3& fluid, const ParticleLandings* la
         perThread[t].sunkIds.clear();
     }
     sites.clear();
+    occupied.resize(fluid.getGrid().getCount());
+    std::fill(occupied.begin(), occupied.end(), static_cast<unsigned char>(0));
 
     MAC_ParticleSystem3& particles = fluid.ref_MAC_ParticleSystem();
     if (particles.getParticlesCount() == 0) return;
@@ -123,34 +117,32 @@ void RelabelPass::binParticles(MAC_LBM_Fluid3& fluid, const ParticleLandings* la
     const uint32_t count = particles.getParticlesArray().size();
     if (landings != nullptr && landings->count != count) landings = nullptr;
     const VelocitySampler lookup(fluid.getGrid());
-    LBM_Cell3<float>* const* const cells = fluid.getGrid().getCells().data();
+    unsigned char* const marks = occupied.data();
     runParallelRanges(
         count,
         [&](const WorkRange& range) {
             Scratch& mine = perThread[range.threadIndex];
             // Neighbouring particles mostly share a cell, which needs its
-            // flag set once.
-            uint32_t flagged = ParticleLandings::kOutside;
+            // mark set once.
+            uint32_t marked = ParticleLandings::kOutside;
             const uint32_t end = range.first + range.count;
             for (uint32_t n = range.first; n < end; ++n) {
-                if (landings != nullptr && n + kBinLookahead < end) prefetchFlags(*landings, cells, n + kBinLookahead);
                 // The cell as Grid3::locate finds it; a particle outside the
                 // grid neither creates a cell nor goes away.
                 uint32_t index = landings != nullptr ? landings->cells[n] : ParticleLandings::kRecompute;
                 if (index == ParticleLandings::kRecompute &&
                     !lookup.indexAtOffset(lookup.offsetOf(particle[n]->position), index))
                     continue;
-                if (index == ParticleLandings::kOutside || index == flagged) continue;
-                const uint32_t type = landings != nullptr ? landings->samples[index].type
-                                      : cells[index] != nullptr ? uint32_t(cells[index]->getType())
-                                                                : CellSample::kNoCell;
-                if (type == CellSample::kNoCell) {
+                if (index == ParticleLandings::kOutside || index == marked) continue;
+                const unsigned char type = codes[index];
+                if (type == GridTypes::kNoCell) {
                     mine.sites.push_back(index);
                 } else if (type == LBM_CELL_SINK) {
                     mine.sunkIds.push_back(particle[n]->id);
                 } else if (type == LBM_CELL_FLUID || type == LBM_CELL_INTERFACE) {
-                    setFlagShared(cells[index], MAC_FLAG_HAS_PARTICLE);
-                    flagged = index;
+                    // Workers may mark the same cell; they all write 1.
+                    std::atomic_ref<unsigned char>(marks[index]).store(1, std::memory_order_relaxed);
+                    marked = index;
                 }
             }
         },
@@ -225,7 +217,8 @@ void RelabelPass::emptyCellsWithoutParticles(MAC_LBM_Fluid3& fluid, const MAC_LB
         listed.size(),
         [&](const unsigned int& t, uint32_t n) {
             LBM_Q19_MAC_Cell3F* cell = listed[n];
-            const bool stays = cell->getFlags().test(MAC_FLAG_HAS_PARTICLE);
+            const bool stays = occupied[cell->getGridMonoindex()] != 0;
+            if (stays) cell->refFlags().set(MAC_FLAG_HAS_PARTICLE);
             remaining.density[n] = stays ? cell->getDensity() : 0.0f;
             remaining.gridIndex[n] = cell->getGridMonoindex();
             if (stays) return;

@@ -2,18 +2,14 @@
 
 #include <cstdint>
 
-#include "kv_fluids_dyn/solver/internal/VelocitySampler.h"
-
 namespace kelvar::fluid {
 
 // Where the advection left each particle, for the relabelling that follows
 // it in the same sub-step: per entry of the particle system's array of
 // particle pointers, the linear grid index of the particle's cell, or one of
-// the two markers below, and the dense cell samples the advection read.
-// Relabelling reads a particle's cell from here instead of from its position.
-// Only valid while the particle array and the grid's cell types are those
-// the advection saw: between the two passes nothing removes particles or
-// changes a type.
+// the two markers below. Relabelling reads a particle's cell from here
+// instead of from its position. Only valid while the particle array is the
+// one the advection saw: between the two passes nothing removes particles.
 struct ParticleLandings {
     // The particle lies outside the grid.
     static constexpr uint32_t kOutside = 0xFFFFFFFEu;
@@ -22,7 +18,6 @@ struct ParticleLandings {
     static constexpr uint32_t kRecompute = 0xFFFFFFFFu;
 
     const uint32_t* cells;
-    const CellSample* samples;
     uint32_t count;
 };
 

@@ -15,12 +15,12 @@ namespace kelvar::fluid {
 // lies in it. run() takes its steps in this order:
 //   1. clear the per-step flags;
 //   2-4. bin the particles into cells: liquid cells with a particle are
-//      flagged, particles in sinks are deleted, empty sites that hold a
+//      marked, particles in sinks are deleted, empty sites that hold a
 //      particle are recorded;
 //   5. create an interface cell at each recorded site, initialised from its
 //      liquid neighbours;
-//   6-7. empty the liquid cells without a particle and turn their full
-//      neighbours into interface cells;
+//   6-7. flag the marked liquid cells, empty the others and turn their
+//      full neighbours into interface cells;
 //   8. turn the full neighbours of sinks into interface cells;
 //   9. fill the surface cells whose neighbourhood is complete, and flag the
 //      ones with no interface cell above them;
@@ -108,6 +108,9 @@ private:
     PerWorker<Scratch> perWorker;
     Array<unsigned int> sites;
     Array<unsigned int> sunkIds;
+    // Per grid position, 1 where the binning found a particle in a liquid
+    // cell: the cells that keep their liquid.
+    Array<unsigned char> occupied;
     LiquidCells newCells;
     ListedDensities remaining;
     LiquidCells surfaceCells;
