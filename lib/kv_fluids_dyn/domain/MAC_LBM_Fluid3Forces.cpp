@@ -57,20 +57,10 @@ void MAC_LBM_Fluid3::addAcceleration(const Vector3<float>& position, const Vecto
     if (cell != nullptr && cell->isFluid()) cell->addForce(converted);
 }
 
-// The cells lie scattered over memory, so each one's type is a likely miss:
-// the walk starts loading a cell a few positions ahead, the line of its type
-// and the one its force may reach into.
 void MAC_LBM_Fluid3::applyToLiquidCells(const Vector3<float>& v, const bool& replace) {
-    constexpr unsigned int kLookahead = 16;
-    constexpr unsigned int kForceEnd = 48;
     const Array<LBM_Cell3<float>*>& cells = grid.getCells();
     const unsigned int count = grid.getCount();
     for (unsigned int n = 0; n < count; ++n) {
-        if (count - n > kLookahead && cells[n + kLookahead] != nullptr) {
-            const char* ahead = reinterpret_cast<const char*>(cells[n + kLookahead]);
-            __builtin_prefetch(ahead, 1);
-            __builtin_prefetch(ahead + kForceEnd, 1);
-        }
         LBM_Cell3<float>* cell = cells[n];
         if (cell == nullptr || !cell->isFluid()) continue;
         auto* liquid = static_cast<LBM_FluidCell3<float>*>(cell);
