@@ -5,6 +5,7 @@
 #include "kv_fluids_dyn/domain/internal/GridVoxelization.h"
 #include "kv_fluids_dyn/domain/MAC_LBM_Fluid3.h"
 #include "kv_fluids_dyn/lattice/LBM_FluidCell3.h"
+#include "kv_fluids_dyn/parallel/internal/GridBlocks.h"
 
 namespace kelvar::fluid {
 
@@ -57,18 +58,25 @@ void MAC_LBM_Fluid3::addAcceleration(const Vector3<float>& position, const Vecto
     if (cell != nullptr && cell->isFluid()) cell->addForce(converted);
 }
 
+// Each cell takes the value on its own, so the result does not depend on
+// the thread count. The grid goes in blocks dealt to the workers in turn:
+// the liquid may lie at one end of it.
 void MAC_LBM_Fluid3::applyToLiquidCells(const Vector3<float>& v, const bool& replace) {
-    const Array<LBM_Cell3<float>*>& cells = grid.getCells();
-    const unsigned int count = grid.getCount();
-    for (unsigned int n = 0; n < count; ++n) {
-        LBM_Cell3<float>* cell = cells[n];
-        if (cell == nullptr || !cell->isFluid()) continue;
-        auto* liquid = static_cast<LBM_FluidCell3<float>*>(cell);
-        if (replace)
-            liquid->setForce(v);
-        else
-            liquid->addForce(v);
-    }
+    LBM_Cell3<float>* const* const cells = grid.getCells().data();
+    runGridBlocks(
+        grid.getCount(),
+        [&](const unsigned int&, uint32_t, const GridBlock& block) {
+            for (uint32_t n = block.first; n < block.end; ++n) {
+                LBM_Cell3<float>* cell = cells[n];
+                if (cell == nullptr || !cell->isFluid()) continue;
+                auto* liquid = static_cast<LBM_FluidCell3<float>*>(cell);
+                if (replace)
+                    liquid->setForce(v);
+                else
+                    liquid->addForce(v);
+            }
+        },
+        threads);
 }
 
 }  // namespace kelvar::fluid

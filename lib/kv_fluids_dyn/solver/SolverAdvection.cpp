@@ -8,7 +8,7 @@
 #include "kv_fluids_dyn/parallel/RunParallel.h"
 #include "kv_fluids_dyn/solver/internal/AdvectionLanes.h"
 #include "kv_fluids_dyn/solver/internal/AdvectionPass.h"
-#include "kv_fluids_dyn/solver/internal/GridBlocks.h"
+#include "kv_fluids_dyn/parallel/internal/GridBlocks.h"
 #include "kv_fluids_dyn/solver/internal/VelocitySampler.h"
 
 namespace kelvar::fluid {

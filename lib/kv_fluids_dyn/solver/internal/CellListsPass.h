@@ -1,7 +1,7 @@
 #pragma once
 
 #include "kv_fluids_dyn/domain/MAC_LBM_Fluid3.h"
-#include "kv_fluids_dyn/solver/internal/GridBlocks.h"
+#include "kv_fluids_dyn/parallel/internal/GridBlocks.h"
 #include "kv_fluids_dyn/solver/internal/GridTypes.h"
 #include "kv_fluids_dyn/solver/internal/LinkSwap.h"
 #include "kv_fluids_dyn/solver/internal/PerWorker.h"

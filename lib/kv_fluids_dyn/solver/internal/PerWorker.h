@@ -5,6 +5,7 @@
 
 #include "kv_basic/Array.h"
 #include "kv_fluids_dyn/parallel/RunParallel.h"
+#include "kv_fluids_dyn/parallel/internal/WorkerCount.h"
 
 namespace kelvar::fluid {
 
@@ -21,7 +22,7 @@ class PerWorker {
 public:
     // The records of `threads` workers (0 counts as 1), grown on demand.
     T* forWorkers(const unsigned int& threads) {
-        const uint32_t needed = std::max(threads, 1u);
+        const uint32_t needed = workerCount(threads);
         if (records.size() < needed) records.resize(needed);
         return records.data();
     }
@@ -29,9 +30,6 @@ public:
 private:
     Array<T> records;
 };
-
-// The workers' count, as the passes run it: 0 threads is one worker.
-inline uint32_t workerCount(const unsigned int& threads) { return std::max(threads, 1u); }
 
 // op(element) for every element of the lists `list` of the first `workers`
 // records, in worker order: the order of the pass's input.

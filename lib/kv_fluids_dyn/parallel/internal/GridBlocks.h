@@ -4,7 +4,7 @@
 #include <cstdint>
 
 #include "kv_fluids_dyn/parallel/RunParallel.h"
-#include "kv_fluids_dyn/solver/internal/PerWorker.h"
+#include "kv_fluids_dyn/parallel/internal/WorkerCount.h"
 
 namespace kelvar::fluid {
 
