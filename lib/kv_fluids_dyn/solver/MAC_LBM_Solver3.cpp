@@ -16,7 +16,9 @@
 // from the gas equilibrium; the mass exchange then compares what went in and
 // out of each interface cell through the freshly streamed slots. Collision
 // relaxes every liquid cell, after a limiter has replaced cells that move
-// faster than the lattice allows, and leaves density and velocity current.
+// faster than the lattice allows, and leaves density and velocity current;
+// it copies each cell's velocity into the advection's dense samples while
+// the cell is in cache.
 //
 // With velocities current the marker particles are advected, and with the
 // particles in their new cells the relabelling decides which cells are
@@ -204,12 +206,13 @@ void MAC_LBM_Solver3::subStep(MAC_LBM_Fluid3& fluid) {
     }
     {
         PassClock clock(passTimes, P::Collision);
-        collideLiquidCells(fluid.refArrLiquidCells(), context, threads);
+        collideLiquidCells(fluid.refArrLiquidCells(), context, threads,
+                           work->advection.samplesForCollision(fluid.getGrid()));
         if (fluid.hasObstacles()) exchangeObstacleMomentum(fluid, work->stream.wallCells());
     }
     {
         PassClock clock(passTimes, P::Advection);
-        work->advection.run(fluid, threads);
+        work->advection.runOnCollided(fluid, work->types, threads);
     }
     double massBeforeLabel = 0.0;
     {

@@ -64,6 +64,66 @@ Vector3<double> reseedOffset(int r1, int r2) {
 }
 
 void AdvectionPass::run(MAC_LBM_Fluid3& fluid, const unsigned int& threadCount) {
+    if (fluid.get_MAC_ParticleSystem().getParticlesCount() > 0) {
+        sampleCells(fluid.getGrid(), samples, threadCount);
+        typesSampled = false;
+    }
+    moveParticles(fluid, threadCount);
+}
+
+CellSample* AdvectionPass::samplesForCollision(const SolverGrid& grid) {
+    const uint32_t count = grid.getCells().size();
+    if (samples.size() != count) {
+        samples.resize(count);
+        typesSampled = false;
+    }
+    return samples.data();
+}
+
+void AdvectionPass::runOnCollided(MAC_LBM_Fluid3& fluid, const GridTypes& types, const unsigned int& threadCount) {
+    updateSamples(fluid, types, threadCount);
+    moveParticles(fluid, threadCount);
+}
+
+// Every sample then holds its position's type code, and the solids' and
+// sinks' velocities; the liquid cells' velocities the collision wrote.
+void AdvectionPass::updateSamples(const MAC_LBM_Fluid3& fluid, const GridTypes& types,
+                                  const unsigned int& threadCount) {
+    static_assert(CellSample::kNoCell == GridTypes::kNoCell);
+    const uint32_t count = samples.size();
+    if (types.size() != count) {
+        sampleCells(fluid.getGrid(), samples, threadCount);
+        typesSampled = false;
+        return;
+    }
+    if (sampledTypes.size() != count) {
+        sampledTypes.resize(count);
+        typesSampled = false;
+    }
+    const unsigned char* const codes = types.data();
+    unsigned char* const held = sampledTypes.data();
+    CellSample* const out = samples.data();
+    const bool all = !typesSampled;
+    runGridBlocks(
+        count,
+        [&](const unsigned int&, uint32_t, const GridBlock& block) {
+            for (uint32_t index = block.first; index < block.end; ++index) {
+                if (!all && held[index] == codes[index]) continue;
+                held[index] = codes[index];
+                out[index].type = codes[index];
+            }
+        },
+        threadCount);
+    typesSampled = true;
+
+    const auto sampleVelocity = [out](const unsigned int&, const LBM_Cell3<float>* cell) {
+        out[cell->getGridMonoindex()].velocity = cell->getVelocity();
+    };
+    runParallel(fluid.getArrSolidCells(), sampleVelocity, threadCount);
+    runParallel(fluid.getArrSinkCells(), sampleVelocity, threadCount);
+}
+
+void AdvectionPass::moveParticles(MAC_LBM_Fluid3& fluid, const unsigned int& threadCount) {
     Scratch* const perThread = perWorker.forWorkers(threadCount);
     const uint32_t workers = workerCount(threadCount);
     for (uint32_t t = 0; t < workers; ++t) {
@@ -77,7 +137,6 @@ void AdvectionPass::run(MAC_LBM_Fluid3& fluid, const unsigned int& threadCount) 
     MAC_ParticleSystem3& system = fluid.ref_MAC_ParticleSystem();
     const Grid& grid = fluid.getGrid();
     if (system.getParticlesCount() > 0) {
-        sampleCells(grid, samples, threadCount);
         const SampledVelocitySampler velocityAt(grid, CellSampleLookup{samples.data()});
         // A particle outside the liquid: pushed out of a solid, or lost.
         const auto leaveNonLiquid = [&](Scratch& mine, MAC_Particle3* particle, const CellSample* cell) {

@@ -90,12 +90,13 @@ unsigned int widestCollisionLanes() {
     return hasCollisionLanes8() ? kCollisionLanes8 : kCollisionLanes4;
 }
 
-void collideLiquidCells(LiquidCells& liquid, const MAC_LBM_SolverContext3& context, const unsigned int& threads) {
-    collideLiquidCells(liquid, context, threads, widestCollisionLanes());
+void collideLiquidCells(LiquidCells& liquid, const MAC_LBM_SolverContext3& context, const unsigned int& threads,
+                        CellSample* samples) {
+    collideLiquidCells(liquid, context, threads, widestCollisionLanes(), samples);
 }
 
 void collideLiquidCells(LiquidCells& liquid, const MAC_LBM_SolverContext3& context, const unsigned int& threads,
-                        const unsigned int& lanes) {
+                        const unsigned int& lanes, CellSample* samples) {
     const float maxSpeed = context.getLatticeMaxSpeed();
     const float maxSpeed2 = context.getLatticeMaxSpeed2();
     const float viscosity = context.getLatticeViscosity();
@@ -106,7 +107,7 @@ void collideLiquidCells(LiquidCells& liquid, const MAC_LBM_SolverContext3& conte
         [&](const WorkRange& range) {
             const uint32_t end = range.first + range.count;
             uint32_t n = range.first;
-            if (lanes == kCollisionLanes8) n = collideLanes8(cells, n, end, parameters);
+            if (lanes == kCollisionLanes8) n = collideLanes8(cells, n, end, parameters, samples);
             for (; n + kCollisionLanes4 <= end; n += kCollisionLanes4) {
                 LBM_Q19_MAC_Cell3F* const liquid[kCollisionLanes4] = {cells[n], cells[n + 1], cells[n + 2], cells[n + 3]};
                 LBM_Q19_Cell3<float>* const group[kCollisionLanes4] = {cells[n], cells[n + 1], cells[n + 2], cells[n + 3]};
@@ -114,12 +115,14 @@ void collideLiquidCells(LiquidCells& liquid, const MAC_LBM_SolverContext3& conte
                 LBM_Q19_Cell3<float>::collision4(group, viscosity);
                 // Liquid cells keep the lattice cell's moments.
                 LBM_Q19_Cell3<float>::updateMoments4(group);
+                for (const LBM_Q19_MAC_Cell3F* cell : liquid) writeSample(*cell, samples);
             }
             for (; n < end; ++n) {
                 limitCellSpeed(*cells[n], maxSpeed, maxSpeed2);
                 cells[n]->collision(viscosity);
                 cells[n]->updateDensity();
                 cells[n]->updateVelocity();
+                writeSample(*cells[n], samples);
             }
         },
         threads);

@@ -4,6 +4,7 @@
 
 #include "kv_fluids_dyn/lattice/internal/LBM_Q19_Regularised.h"
 #include "kv_fluids_dyn/lattice/internal/LBM_Q19_SparseMoment.h"
+#include "kv_fluids_dyn/solver/internal/CollisionPass.h"
 #include "kv_fluids_dyn/solver/internal/SpeedLimit.h"
 #include "kv_math/internal/Float8.h"
 
@@ -111,7 +112,8 @@ KV_TARGET_AVX2 inline Vector3<Float8> forceLanes(LBM_Q19_MAC_Cell3F* const* cell
 // One group of eight. Flattened: the templates written for any number type,
 // and Float8's members, are only inlinable into a function compiled for AVX2.
 KV_TARGET_AVX2 __attribute__((flatten)) void collideGroup(LBM_Q19_MAC_Cell3F* const* cells,
-                                                         const CollisionParameters& parameters) {
+                                                         const CollisionParameters& parameters,
+                                                         CellSample* samples) {
     using Cell = LBM_Q19_Cell3<float>;
     // A liquid cell keeps the lattice cell's slot array; the cells are not
     // const, so its slots may be written through it.
@@ -159,6 +161,7 @@ KV_TARGET_AVX2 __attribute__((flatten)) void collideGroup(LBM_Q19_MAC_Cell3F* co
             cell.Cell::updateDensity();
             cell.Cell::updateVelocity();
         }
+        writeSample(cell, samples);
     }
 }
 
@@ -186,11 +189,11 @@ bool hasCollisionLanes8() {
 }
 
 uint32_t collideLanes8(LBM_Q19_MAC_Cell3F* const* cells, const uint32_t& first, const uint32_t& end,
-                       const CollisionParameters& parameters) {
+                       const CollisionParameters& parameters, CellSample* samples) {
     uint32_t n = first;
     for (; n + kWidth <= end; n += kWidth) {
         if (n + (kPrefetchGroups + 1) * kWidth <= end) prefetchGroup(cells + n + kPrefetchGroups * kWidth);
-        collideGroup(cells + n, parameters);
+        collideGroup(cells + n, parameters, samples);
     }
     return n;
 }
@@ -201,8 +204,8 @@ bool hasCollisionLanes8() {
     return false;
 }
 
-uint32_t collideLanes8(LBM_Q19_MAC_Cell3F* const*, const uint32_t& first, const uint32_t&,
-                       const CollisionParameters&) {
+uint32_t collideLanes8(LBM_Q19_MAC_Cell3F* const*, const uint32_t& first, const uint32_t&, const CollisionParameters&,
+                       CellSample*) {
     return first;
 }
 

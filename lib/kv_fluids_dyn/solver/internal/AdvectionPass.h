@@ -3,6 +3,7 @@
 #include "kv_basic/Array.h"
 #include "kv_fluids_dyn/domain/MAC_LBM_Fluid3.h"
 #include "kv_fluids_dyn/particles/MAC_Particle3.h"
+#include "kv_fluids_dyn/solver/internal/GridTypes.h"
 #include "kv_fluids_dyn/solver/internal/ParticleLandings.h"
 #include "kv_fluids_dyn/solver/internal/PerWorker.h"
 #include "kv_fluids_dyn/solver/internal/SolverRandom.h"
@@ -20,10 +21,11 @@ namespace kelvar::fluid {
 // speed range of the particles that moved with the flow.
 //
 // The particles read the cells through a dense copy of every grid
-// position's type and velocity (CellSample), taken at the start of the pass,
-// so that a particle's eight interpolation corners are four cache lines
-// rather than eight pointers to eight cells; the values are the cells' own,
-// so the results are those of the grid.
+// position's type and velocity (CellSample), so that a particle's eight
+// interpolation corners are four cache lines rather than eight pointers to
+// eight cells; the values are the cells' own, so the results are those of
+// the grid. run() takes the copy at the start of the pass; in a sub-step the
+// collision writes the liquid's part of it and runOnCollided() the rest.
 //
 // Input: the fluid's grid with current velocities, its liquid list with the
 // flags of the last relabelling, the particles, and the generator state of
@@ -36,7 +38,23 @@ namespace kelvar::fluid {
 // may re-sort a chunk of the pool and move particles.
 class AdvectionPass {
 public:
+    // Copies every grid position's sample, then moves the particles.
     void run(MAC_LBM_Fluid3& fluid, const unsigned int& threads);
+
+    // The sub-step's form, where the collision writes the liquid cells'
+    // samples while it has the cells at hand (collideLiquidCells): it
+    // writes into samplesForCollision(grid), then runOnCollided() brings the
+    // other samples up to date and moves the particles as run() does. The
+    // types come from `types`, as the sub-step's cell-list walk wrote them,
+    // and are rewritten only where a position's code changed since the last
+    // such update; the solids' and sinks' velocities from the fluid's lists.
+    // Samples of positions without a cell keep a stale velocity, which
+    // nothing reads.
+    CellSample* samplesForCollision(const SolverGrid& grid);
+    void runOnCollided(MAC_LBM_Fluid3& fluid, const GridTypes& types, const unsigned int& threads);
+
+    // The samples the last run moved the particles on.
+    const Array<CellSample>& cellSamples() const { return samples; }
 
     // One particle of a liquid cell moved by `velocity` (lattice units), with
     // the bounce off solids; what run() does for each such particle.
@@ -69,6 +87,8 @@ private:
         double maxSpeed2 = 0.0;
     };
 
+    void updateSamples(const MAC_LBM_Fluid3& fluid, const GridTypes& types, const unsigned int& threads);
+    void moveParticles(MAC_LBM_Fluid3& fluid, const unsigned int& threads);
     void collectDeepCells(MAC_LBM_Fluid3& fluid, const unsigned int& threads);
     void reseedLostParticles(MAC_LBM_Fluid3& fluid, const unsigned int& threads);
     void appendLostIds(const Scratch* perThread, const uint32_t& workers);
@@ -77,6 +97,10 @@ private:
     LiquidCells deepCells;
     Array<unsigned int> removedIds;
     Array<CellSample> samples;
+    // The type code each sample holds, while typesSampled: what
+    // runOnCollided compares the codes with.
+    Array<unsigned char> sampledTypes;
+    bool typesSampled = false;
     Array<uint32_t> landedCells;
     ParticleLandings landed{};
     bool landingsValid = false;

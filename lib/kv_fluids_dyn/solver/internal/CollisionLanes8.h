@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include "kv_fluids_dyn/lattice/LBM_Q19_MAC_Cell3F.h"
+#include "kv_fluids_dyn/solver/internal/VelocitySampler.h"
 
 namespace kelvar::fluid {
 
@@ -26,8 +27,9 @@ inline constexpr uint32_t kCollisionLanes8 = 8;
 bool hasCollisionLanes8();
 
 // Collides cells[first, end) in whole groups of eight, which the caller has
-// checked hasCollisionLanes8() for. Returns the first cell left over.
+// checked hasCollisionLanes8() for, and writes their samples when given
+// (writeSample). Returns the first cell left over.
 uint32_t collideLanes8(LBM_Q19_MAC_Cell3F* const* cells, const uint32_t& first, const uint32_t& end,
-                       const CollisionParameters& parameters);
+                       const CollisionParameters& parameters, CellSample* samples);
 
 }  // namespace kelvar::fluid
