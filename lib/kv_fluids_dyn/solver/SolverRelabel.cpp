@@ -19,12 +19,33 @@ namespace {
 constexpr unsigned short kStepLiquidFlags = MAC_FLAG_NEW_INTERFACE | MAC_FLAG_HAS_PARTICLE | MAC_FLAG_NEAR_INTERFACE |
                                             MAC_FLAG_NEIGHBOUR_MARK | MAC_FLAG_SKY | MAC_FLAG_BIT9;
 
+// The flag word of a cell that other workers may change at the same time.
+inline std::atomic_ref<unsigned short> sharedFlags(LBM_Cell3<float>* cell) {
+    static_assert(sizeof(LBM_MAC_Cell3FlagWord) == sizeof(unsigned short));
+    return std::atomic_ref<unsigned short>(
+        reinterpret_cast<unsigned short&>(static_cast<LBM_Q19_MAC_Cell3F*>(cell)->refFlags()));
+}
+
 // Sets one flag bit of a cell that other workers may flag at the same time.
 inline void setFlagShared(LBM_Cell3<float>* cell, unsigned short bit) {
-    static_assert(sizeof(LBM_MAC_Cell3FlagWord) == sizeof(unsigned short));
-    auto& word = reinterpret_cast<unsigned short&>(static_cast<LBM_Q19_MAC_Cell3F*>(cell)->refFlags());
-    std::atomic_ref<unsigned short> flags(word);
+    std::atomic_ref<unsigned short> flags = sharedFlags(cell);
     if ((flags.load(std::memory_order_relaxed) & bit) == 0) flags.fetch_or(bit, std::memory_order_relaxed);
+}
+
+// Clears one flag bit of a cell that other workers may clear at the same time.
+inline void clearFlagShared(LBM_Cell3<float>* cell, unsigned short bit) {
+    std::atomic_ref<unsigned short> flags = sharedFlags(cell);
+    if ((flags.load(std::memory_order_relaxed) & bit) != 0)
+        flags.fetch_and(static_cast<unsigned short>(~bit), std::memory_order_relaxed);
+}
+
+void clearSolidStepMark(const unsigned int&, LBM_SolidCell3<float>* cell) {
+    cell->setFlags(static_cast<unsigned short>(cell->getFlags() & ~LBM_SolidCell3<float>::kStepMark));
+}
+
+// A sink that the next placement of its mesh does not mark again is swept.
+void clearSinkPlacementMark(const unsigned int&, LBM_SinkCell3<float>* cell) {
+    cell->setFlags(static_cast<unsigned short>(cell->getFlags() & ~LBM_SinkCell3<float>::kPlacementMark));
 }
 
 inline bool isFull(const LBM_Cell3<float>* cell) {
@@ -36,6 +57,14 @@ inline bool isFull(const LBM_Cell3<float>* cell) {
 inline LBM_Q19_MAC_Cell3F* fullNeighbour(const GridNeighbourhood& grid, const uint32_t& index,
                                          const unsigned char (&codes)[q19::kDirectionCount], const unsigned int& i) {
     return codes[i] == LBM_CELL_FLUID ? static_cast<LBM_Q19_MAC_Cell3F*>(grid.neighbour(index, i)) : nullptr;
+}
+
+// The same for a full or interface cell.
+inline LBM_Q19_MAC_Cell3F* liquidNeighbour(const GridNeighbourhood& grid, const uint32_t& index,
+                                           const unsigned char (&codes)[q19::kDirectionCount], const unsigned int& i) {
+    return codes[i] == LBM_CELL_FLUID || codes[i] == LBM_CELL_INTERFACE
+               ? static_cast<LBM_Q19_MAC_Cell3F*>(grid.neighbour(index, i))
+               : nullptr;
 }
 
 // The body force of the first liquid neighbour, so that a uniform force
@@ -53,7 +82,7 @@ void RelabelPass::run(MAC_LBM_Fluid3& fluid, GridTypes& types, const LiquidCells
                       const ParticleLandings* landings) {
     conserving = fluid.getConserveMass();
     codes = types.data();
-    clearStepFlags(fluid, threads);
+    clearWallAndSinkFlags(fluid, threads);
     binParticles(fluid, landings, threads);
     createCellsForParticles(fluid, key, threads);
     surfaceCells.clear();
@@ -69,15 +98,18 @@ void RelabelPass::clearStepFlags(MAC_LBM_Fluid3& fluid, const unsigned int& thre
     const auto clearLiquid = [](const unsigned int&, LBM_Q19_MAC_Cell3F* cell) {
         cell->refFlags().clear(kStepLiquidFlags);
     };
-    const auto clearSolid = [](const unsigned int&, LBM_SolidCell3<float>* cell) {
-        cell->setFlags(static_cast<unsigned short>(cell->getFlags() & ~LBM_SolidCell3<float>::kStepMark));
-    };
-    // A sink that the next placement of its mesh does not mark again is swept.
-    const auto clearSink = [](const unsigned int&, LBM_SinkCell3<float>* cell) {
-        cell->setFlags(static_cast<unsigned short>(cell->getFlags() & ~LBM_SinkCell3<float>::kPlacementMark));
-    };
     runVisitsInOnePass(threads, visitList(fluid.refArrLiquidCells(), clearLiquid),
-                       visitList(fluid.refArrSolidCells(), clearSolid), visitList(fluid.refArrSinkCells(), clearSink));
+                       visitList(fluid.refArrSolidCells(), clearSolidStepMark),
+                       visitList(fluid.refArrSinkCells(), clearSinkPlacementMark));
+}
+
+// The liquid cells' step flags are cleared where relabelling first touches
+// them: the new-cell mark, the only one read before, on the liquid
+// neighbours of the sites about to get a cell, and the rest in the emptying
+// step's walk over the liquid list, which writes each cell's flags anyway.
+void RelabelPass::clearWallAndSinkFlags(MAC_LBM_Fluid3& fluid, const unsigned int& threads) {
+    runVisitsInOnePass(threads, visitList(fluid.refArrSolidCells(), clearSolidStepMark),
+                       visitList(fluid.refArrSinkCells(), clearSinkPlacementMark));
 }
 
 // Turns the recorded full cells that are still full into interface cells,
@@ -166,6 +198,19 @@ void RelabelPass::createCellsForParticles(MAC_LBM_Fluid3& fluid, const MAC_LBM_F
     // survives.
     newCells.resize(sites.size());
     fluid.acquireLiquidCells(key, sites.size(), newCells.data());
+    // A new cell averages its liquid neighbours but those made in this
+    // step, which are not in the grid yet: the mark left from the last
+    // step must not hide one.
+    runParallelIndices(
+        sites.size(),
+        [&](const unsigned int&, uint32_t n) {
+            Codes around;
+            gatherCodes(grid, sites[n], around);
+            for (unsigned int i = 1; i < q19::kDirectionCount; ++i)
+                if (LBM_Q19_MAC_Cell3F* neighbour = liquidNeighbour(grid, sites[n], around, i))
+                    clearFlagShared(neighbour, MAC_FLAG_NEW_INTERFACE);
+        },
+        threads);
     runParallelIndices(
         sites.size(),
         [&](const unsigned int& t, uint32_t n) {
@@ -218,6 +263,7 @@ void RelabelPass::emptyCellsWithoutParticles(MAC_LBM_Fluid3& fluid, const MAC_LB
         [&](const unsigned int& t, uint32_t n) {
             LBM_Q19_MAC_Cell3F* cell = listed[n];
             const bool stays = occupied[cell->getGridMonoindex()] != 0;
+            cell->refFlags().clear(kStepLiquidFlags);
             if (stays) cell->refFlags().set(MAC_FLAG_HAS_PARTICLE);
             remaining.density[n] = stays ? cell->getDensity() : 0.0f;
             remaining.gridIndex[n] = cell->getGridMonoindex();

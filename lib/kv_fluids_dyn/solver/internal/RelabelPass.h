@@ -13,7 +13,8 @@ namespace kelvar::fluid {
 
 // Relabelling from the marker particles: a cell is liquid while a particle
 // lies in it. run() takes its steps in this order:
-//   1. clear the per-step flags;
+//   1. clear the per-step flags (a liquid cell's where a later step first
+//      touches it);
 //   2-4. bin the particles into cells: liquid cells with a particle are
 //      marked, particles in sinks are deleted, empty sites that hold a
 //      particle are recorded;
@@ -85,6 +86,7 @@ private:
         LiquidCells filled;
     };
 
+    void clearWallAndSinkFlags(MAC_LBM_Fluid3& fluid, const unsigned int& threads);
     void binParticles(MAC_LBM_Fluid3& fluid, const ParticleLandings* landings, const unsigned int& threads);
     void createCellsForParticles(MAC_LBM_Fluid3& fluid, const MAC_LBM_Fluid3::SolverKey& key,
                                  const unsigned int& threads);
