@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cfloat>
 #include <cmath>
+#include <cstring>
 #include <numbers>
 
 #include "kv_fluids_dyn/lattice/LBM_MAC_Cell3Flags.h"
@@ -41,6 +42,14 @@ uint32_t moveWithSampler(const Sampler& cells, const Grid& grid, const Vector3<f
 // Monotonic in the squared length, so the extremes of the speeds are the
 // speeds of the extremes of the squared lengths.
 float speedOf(const double& length2) { return static_cast<float>(std::sqrt(length2)); }
+
+// Whether the eight bytes at a and at b are the same.
+bool sameWord(const unsigned char* a, const unsigned char* b) {
+    uint64_t x, y;
+    std::memcpy(&x, a, sizeof(x));
+    std::memcpy(&y, b, sizeof(y));
+    return x == y;
+}
 
 // Cell coordinates of p, truncated toward zero, as floats.
 Vector3<float> truncatedCellCoordinates(const Grid& grid, const Vector3<float>& p) {
@@ -107,10 +116,18 @@ void AdvectionPass::updateSamples(const MAC_LBM_Fluid3& fluid, const GridTypes& 
     runGridBlocks(
         count,
         [&](const unsigned int&, uint32_t, const GridBlock& block) {
-            for (uint32_t index = block.first; index < block.end; ++index) {
-                if (!all && held[index] == codes[index]) continue;
-                held[index] = codes[index];
-                out[index].type = codes[index];
+            uint32_t index = block.first;
+            while (index < block.end) {
+                // Most positions keep their type: a word of them at a time.
+                if (!all && block.end - index >= sizeof(uint64_t) && sameWord(held + index, codes + index)) {
+                    index += sizeof(uint64_t);
+                    continue;
+                }
+                if (all || held[index] != codes[index]) {
+                    held[index] = codes[index];
+                    out[index].type = codes[index];
+                }
+                ++index;
             }
         },
         threadCount);
