@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstring>
 
 #include "kv_basic/Array.h"
 #include "kv_fluids_dyn/lattice/LBM_CellType.h"
@@ -34,6 +35,13 @@ public:
 
     void visit(const uint32_t& part, LBM_Q19_MAC_Cell3F& cell, const Codes& codes,
                const GridNeighbourhood& grid) {
+        // Most liquid cells lie inside the liquid: every link swaps, no slot
+        // needs rebuilding and no wall is near.
+        if (allNeighboursLiquid(codes)) {
+            cell.refArrReconstructBit().clearAll();
+            for (const unsigned int s : q19::kStreamIndex) swapLink(cell, s, grid);
+            return;
+        }
         swapLinks(cell, codes, grid);
         recordWall(part, cell, codes);
     }
@@ -60,6 +68,22 @@ public:
     }
 
 private:
+    // Whether the codes of all 18 neighbours are liquid, eight at a time: a
+    // liquid code is 4 or 5, so it is 4 once its lowest bit is cleared.
+    static bool allNeighboursLiquid(const Codes& codes) {
+        static_assert(LBM_CELL_FLUID == 4 && LBM_CELL_INTERFACE == 5);
+        constexpr uint64_t kLowBitsOff = 0xFEFEFEFEFEFEFEFEull;
+        constexpr uint64_t kFluid = 0x0404040404040404ull;
+        uint64_t first, second;
+        uint16_t last;
+        std::memcpy(&first, codes + 1, sizeof(first));
+        std::memcpy(&second, codes + 1 + sizeof(first), sizeof(second));
+        std::memcpy(&last, codes + 1 + 2 * sizeof(first), sizeof(last));
+        static_assert(1 + 2 * sizeof(uint64_t) + sizeof(uint16_t) == q19::kDirectionCount);
+        return (first & kLowBitsOff) == kFluid && (second & kLowBitsOff) == kFluid &&
+               (last & uint16_t(kLowBitsOff)) == uint16_t(kFluid);
+    }
+
     // Liquid cells are of one class, so their slots are reached through its
     // non-virtual accessors.
     static void swapLinks(LBM_Q19_MAC_Cell3F& cell, const Codes& codes, const GridNeighbourhood& grid) {
@@ -67,16 +91,18 @@ private:
         rebuilt.clearAll();
         for (unsigned int i = 1; i < q19::kDirectionCount; ++i)
             if (codes[i] == GridTypes::kNoCell || codes[i] == LBM_CELL_SINK) rebuilt.set(q19::kOpposite[i]);
+        for (const unsigned int s : q19::kStreamIndex)
+            if (isLiquidCode(codes[s])) swapLink(cell, s, grid);
+    }
 
+    // Swaps the cell's slot s with its liquid neighbour's opposite slot.
+    static void swapLink(LBM_Q19_MAC_Cell3F& cell, const unsigned int& s, const GridNeighbourhood& grid) {
         using Slots = LBM_Q19_Cell3<float>;
-        for (const unsigned int s : q19::kStreamIndex) {
-            if (!isLiquidCode(codes[s])) continue;
-            auto* n = static_cast<LBM_Q19_MAC_Cell3F*>(grid.neighbour(cell.getGridMonoindex(), s));
-            const unsigned int o = q19::kOpposite[s];
-            const float incoming = n->Slots::getPdfAt(o);
-            n->Slots::setPdfAt(o, cell.Slots::getPdfAt(s));
-            cell.Slots::setPdfAt(s, incoming);
-        }
+        auto* n = static_cast<LBM_Q19_MAC_Cell3F*>(grid.neighbour(cell.getGridMonoindex(), s));
+        const unsigned int o = q19::kOpposite[s];
+        const float incoming = n->Slots::getPdfAt(o);
+        n->Slots::setPdfAt(o, cell.Slots::getPdfAt(s));
+        cell.Slots::setPdfAt(s, incoming);
     }
 
     struct alignas(64) Part {
