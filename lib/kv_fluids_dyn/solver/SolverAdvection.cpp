@@ -7,9 +7,9 @@
 #include "kv_fluids_dyn/lattice/LBM_MAC_Cell3Flags.h"
 #include "kv_fluids_dyn/lattice/LBM_Q19_Constants.h"
 #include "kv_fluids_dyn/parallel/RunParallel.h"
+#include "kv_fluids_dyn/parallel/internal/GridBlocks.h"
 #include "kv_fluids_dyn/solver/internal/AdvectionLanes.h"
 #include "kv_fluids_dyn/solver/internal/AdvectionPass.h"
-#include "kv_fluids_dyn/parallel/internal/GridBlocks.h"
 #include "kv_fluids_dyn/solver/internal/VelocitySampler.h"
 
 namespace kelvar::fluid {

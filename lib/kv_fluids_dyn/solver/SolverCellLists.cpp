@@ -4,8 +4,8 @@
 
 #include "kv_fluids_dyn/lattice/LBM_CellType.h"
 #include "kv_fluids_dyn/parallel/RunParallel.h"
-#include "kv_fluids_dyn/solver/internal/CellListsPass.h"
 #include "kv_fluids_dyn/parallel/internal/GridBlocks.h"
+#include "kv_fluids_dyn/solver/internal/CellListsPass.h"
 #include "kv_fluids_dyn/solver/internal/GridNeighbourhood.h"
 
 namespace kelvar::fluid {
