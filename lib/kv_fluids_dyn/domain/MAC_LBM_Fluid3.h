@@ -43,8 +43,9 @@ class MAC_LBM_Solver3;
 // which derived data is out of date.
 //
 // The solver reaches the liquid-cell pool through acquireLiquidCells
-// (locked) and releaseCell (unlocked, called between passes). Copies are shallow on purpose: a copy shares the source's cells
-// and must not outlive it; it gets pools and a VOF field of its own, empty.
+// (locked) and releaseCell (unlocked, called between passes). Copies are
+// shallow on purpose: a copy shares the source's cells and must not outlive
+// it; it gets pools and a VOF field of its own, empty.
 class KV_EXPORT MAC_LBM_Fluid3 : public LBM_Fluid3<float> {
 public:
     using NeighborArray = Array<LBM_Cell3<float>*>;
