@@ -15,6 +15,12 @@ Mesh gridBox(const MAC_LBM_Fluid3& fluid, const Vector3<float>& lo, const Vector
     return mesh;
 }
 
+FrictionData friction(float factor) {
+    FrictionData data;
+    data.set(factor);
+    return data;
+}
+
 unsigned countType(const MAC_LBM_Fluid3& fluid, unsigned char type) {
     unsigned count = 0;
     for (const LBM_Cell3<float>* c : fluid.getGrid().getCells()) count += c != nullptr && c->getType() == type;
@@ -43,9 +49,7 @@ TEST(SolverObstacle, StaticObstaclesReplaceTheLiquidTheyCover) {
     const unsigned walls = countType(fluid, LBM_CELL_SOLID);
     const uint32_t liquid = fluid.getLiquidCellCount();
     const Mesh rock = gridBox(fluid, {2.5f, 0.5f, 2.5f}, {5.5f, 3.5f, 5.5f}, 9);
-    FrictionData grip;
-    grip.set(0.7f);
-    fluid.setStaticSolidCells({&rock}, {grip});
+    fluid.setStaticSolidCells({&rock}, {friction(0.7f)});
 
     // Cells 2..5 along x and z, 1..3 up (0 is the floor wall).
     EXPECT_EQ(countType(fluid, LBM_CELL_SOLID), walls + 4 * 3 * 4);
@@ -75,9 +79,7 @@ TEST(SolverObstacle, AThinPlateHoldsTheLiquidBack) {
     WalledScene<> scene(10 * 10 * 10, 2);
     SceneFluid& fluid = scene.fluid;
     const Mesh plate = gridBox(fluid, {5.3f, 0.0f, 0.0f}, {5.63f, 10.0f, 10.0f}, 1);
-    FrictionData grip;
-    grip.set(1.0f);
-    fluid.setStaticSolidCells({&plate}, {grip});
+    fluid.setStaticSolidCells({&plate}, {friction(1.0f)});
     fillBlock(fluid, {1, 1, 1}, {5, 8, 9}, latticeGravity(fluid));
     fluid.setAcceleration(Vector3<float>(0.0f, -kGravity, 0.0f));
     runSubSteps(scene.solver, fluid, 1000);
@@ -98,9 +100,7 @@ TEST(SolverObstacle, ASubmergedCubeFeelsItsBuoyancy) {
     SceneFluid& fluid = scene.fluid;
     fillBlock(fluid, {1, 1, 1}, {15, 12, 15}, latticeGravity(fluid));
     const Mesh cube = gridBox(fluid, {6, 3, 6}, {10, 7, 10}, 1);
-    FrictionData grip;
-    grip.set(1.0f);
-    fluid.setStaticSolidCells({&cube}, {grip});
+    fluid.setStaticSolidCells({&cube}, {friction(1.0f)});
     fluid.setAcceleration(Vector3<float>(0.0f, -kGravity, 0.0f));
     runSubSteps(scene.solver, fluid, 800);
 
@@ -128,8 +128,6 @@ struct PaddleRun : WalledScene<> {
         startDensity = liquidStats(fluid).densitySum;
         fluid.setAcceleration(Vector3<float>(0.0f, -kGravity, 0.0f));
         const float worldSpeed = kLatticeSpeed / fluid.getVelocityFactor();
-        FrictionData grip;
-        grip.set(1.0f);
         constexpr unsigned kSubStepsPerFrame = 5;
         float x = 2.2f;
         for (unsigned frame = 0; frame < 30; ++frame, x += kLatticeSpeed * kSubStepsPerFrame) {
@@ -137,7 +135,7 @@ struct PaddleRun : WalledScene<> {
             MeshAttribute* velocity = paddle.addAttribute(Mesh::kVelocity, MeshAttributeDomain::Vertex, 3, false);
             for (uint32_t v = 0; v < paddle.vertexCount(); ++v) velocity->floats[3 * v] = worldSpeed;
             solver.preSolve();
-            fluid.setDynamicSolidCells({&paddle}, {grip});
+            fluid.setDynamicSolidCells({&paddle}, {friction(1.0f)});
             if (frame == 0) firstCells = fluid.getDynamicSolidMeshIds().size();
             // Pooled cells come back with the type they were released with:
             // every moving obstacle cell must be a solid where it stands.

@@ -171,7 +171,6 @@ inline void runSubSteps(MAC_LBM_Solver3& solver, MAC_LBM_Fluid3& fluid, unsigned
 struct LiquidStats {
     uint32_t cells = 0;
     double densitySum = 0.0;
-    float maxSpeed = 0.0f;
     double centroidY = 0.0;
     bool finite = true;
 };
@@ -186,8 +185,6 @@ inline LiquidStats liquidStats(const MAC_LBM_Fluid3& fluid) {
         const auto* cell = static_cast<const LBM_Q19_MAC_Cell3F*>(c);
         ++stats.cells;
         stats.densitySum += cell->getDensity();
-        const Vector3<float>& u = cell->getVelocity();
-        stats.maxSpeed = std::max(stats.maxSpeed, std::sqrt(u.dot(u)));
         for (unsigned i = 0; i < q19::kDirectionCount; ++i)
             stats.finite = stats.finite && std::isfinite(cell->getPdfAt(i));
         stats.finite = stats.finite && std::isfinite(cell->getMass()) && std::isfinite(cell->getDensity());
