@@ -165,49 +165,36 @@ TEST(DomainInitialize, EmptiesGridPoolsParticlesAndAccumulators) {
     EXPECT_EQ(fluid.getSolverContext().getDt(), 0.5f);  // only the accumulators are reset
 }
 
-// A 4^3 grid of liquid cells whose velocity is linear in the cell centre.
-class DomainInterpolation : public ::testing::Test {
-protected:
-    void SetUp() override {
-        sizeGrid(fluid, 4, 4, 4);
-        const auto& grid = fluid.getGrid();
-        for (unsigned i = 0; i < 4; ++i)
-            for (unsigned j = 0; j < 4; ++j)
-                for (unsigned k = 0; k < 4; ++k) {
-                    LBM_Q19_MAC_Cell3F& cell = cells[grid.index(i, j, k)];
-                    cell.setType(k == 3 ? LBM_CELL_INTERFACE : LBM_CELL_FLUID);
-                    const Vector3<float> centre = grid.getBox().min + Vector3<float>(i + 0.5f, j + 0.5f, k + 0.5f);
-                    cell.setVelocity(field(centre));
-                    fluid.refGrid().at(i, j, k) = &cell;
-                }
-    }
-    static Vector3<float> field(const Vector3<float>& p) {
-        return {0.5f * p.x - 0.25f * p.y + 0.1f, 0.125f * p.z + 0.2f, p.x + p.y - 0.5f * p.z};
-    }
-    MAC_LBM_Fluid3 fluid;
-    LBM_Q19_MAC_Cell3F cells[64];
-};
-
-TEST_F(DomainInterpolation, ReproducesALinearFieldBetweenCellCentres) {
-    const Vector3<float> points[] = {
-        {0, 0, 0}, {-0.5f, -0.5f, -0.5f}, {0.3f, -0.7f, 1.1f}, {-1.2f, 0.9f, 0.2f}, {1.49f, 1.2f, -1.4f},
-        {0.25f, 0.75f, -0.25f},
-    };
-    for (const Vector3<float>& p : points) expectNear(fluid.evalVelocityAt(p), field(p));
-    const Vector3<float> centre(0.5f, -0.5f, 1.5f);  // a cell centre: exactly that cell's velocity
-    EXPECT_EQ(fluid.evalVelocityAt(centre), fluid.getVelocityAt(centre));
+Vector3<float> linearField(const Vector3<float>& p) {
+    return {0.5f * p.x - 0.25f * p.y + 0.1f, 0.125f * p.z + 0.2f, p.x + p.y - 0.5f * p.z};
 }
 
-TEST_F(DomainInterpolation, NonLiquidCornersTakeTheVelocityOfTheHostCell) {
-    // Only the host cell (2, 2, 2) is liquid: its velocity wherever p lies in it.
+// A 4^3 grid of liquid cells whose velocity is linear in the cell centre is
+// reproduced between the centres. Corners that are not liquid take the host
+// cell's velocity; with the host not liquid either, nothing contributes.
+TEST(DomainInterpolation, ReproducesALinearFieldAndFallsBackOnTheHostCell) {
+    MAC_LBM_Fluid3 fluid;
+    LBM_Q19_MAC_Cell3F cells[64];
+    sizeGrid(fluid, 4, 4, 4);
     const auto& grid = fluid.getGrid();
-    for (LBM_Q19_MAC_Cell3F& cell : cells) cell.setType(LBM_CELL_EMPTY);
-    cells[grid.index(2, 2, 2)].setType(LBM_CELL_FLUID);
-    const Vector3<float> host = cells[grid.index(2, 2, 2)].getVelocity();
-    expectNear(fluid.evalVelocityAt({0.2f, 0.9f, 0.6f}), host, 1e-6f);
+    for (unsigned n = 0; n < 64; ++n) {
+        const unsigned i = n / 16, j = n / 4 % 4, k = n % 4;
+        cells[n].setType(k == 3 ? LBM_CELL_INTERFACE : LBM_CELL_FLUID);
+        cells[n].setVelocity(linearField(grid.getBox().min + Vector3<float>(i + 0.5f, j + 0.5f, k + 0.5f)));
+        fluid.refGrid().at(i, j, k) = &cells[n];
+    }
+    for (const Vector3<float>& p : {Vector3<float>(0, 0, 0), Vector3<float>(-0.5f, -0.5f, -0.5f),
+                                    Vector3<float>(0.3f, -0.7f, 1.1f), Vector3<float>(-1.2f, 0.9f, 0.2f),
+                                    Vector3<float>(1.49f, 1.2f, -1.4f), Vector3<float>(0.25f, 0.75f, -0.25f)})
+        expectNear(fluid.evalVelocityAt(p), linearField(p));
+    const Vector3<float> centre(0.5f, -0.5f, 1.5f);  // a cell centre: exactly that cell's velocity
+    EXPECT_EQ(fluid.evalVelocityAt(centre), fluid.getVelocityAt(centre));
 
-    // With the host empty as well, nothing contributes.
-    cells[grid.index(2, 2, 2)].setType(LBM_CELL_SOLID);
+    for (LBM_Q19_MAC_Cell3F& cell : cells) cell.setType(LBM_CELL_EMPTY);
+    LBM_Q19_MAC_Cell3F& host = cells[grid.index(2, 2, 2)];
+    host.setType(LBM_CELL_FLUID);
+    expectNear(fluid.evalVelocityAt({0.2f, 0.9f, 0.6f}), host.getVelocity(), 1e-6f);
+    host.setType(LBM_CELL_SOLID);
     EXPECT_EQ(fluid.evalVelocityAt({0.2f, 0.9f, 0.6f}), Vector3<float>());
 }
 
