@@ -11,9 +11,7 @@
 namespace kelvar::fluid::test {
 
 inline void expectNear(const Vector3<float>& actual, const Vector3<float>& expected, float tolerance = 1e-5f) {
-    EXPECT_NEAR(actual.x, expected.x, tolerance);
-    EXPECT_NEAR(actual.y, expected.y, tolerance);
-    EXPECT_NEAR(actual.z, expected.z, tolerance);
+    for (unsigned a = 0; a < 3; ++a) EXPECT_NEAR(actual[a], expected[a], tolerance) << "axis " << a;
 }
 
 // Opens the cell pools the solver uses.

@@ -106,24 +106,6 @@ TEST(DomainEmission, UnitDrawsAreTheDoubleQuotientRoundedToFloat) {
     }
 }
 
-TEST(DomainEmission, LeavesWallsAndDrainsAndIgnoresMeshesOutside) {
-    MAC_LBM_Fluid3 fluid;
-    sizeGrid(fluid, 6, 6, 6);
-    fluid.initialize();
-    fluid.setDomainBoundaryCells();
-    fluid.setSinkCells(worldBox(fluid, {2.2f, 2.2f, 2.2f}, {2.8f, 2.8f, 2.8f}, 3), true);
-    fluid.setFluidCells(worldBox(fluid, {12.0f, 0.0f, 0.0f}, {15.0f, 5.0f, 5.0f}), {}, 0.0f, 1, 1);
-    fluid.setFluidCells(Mesh(), {}, 0.0f, 1, 1);
-    EXPECT_EQ(fluid.getLiquidCellCount(), 0u);
-
-    fluid.setFluidCells(worldBox(fluid, {-1.0f, -1.0f, -1.0f}, {7.0f, 7.0f, 7.0f}), {}, 0.0f, 1, 1);
-    const auto counts = countTypes(fluid);
-    EXPECT_EQ(counts[LBM_CELL_SOLID], 216u - 64u);
-    EXPECT_EQ(counts[LBM_CELL_SINK], 1u);
-    EXPECT_EQ(counts[LBM_CELL_FLUID], 63u);
-    EXPECT_EQ(fluid.get_MAC_ParticleSystem().getParticlesCount(), 63u * 8u);
-}
-
 // A box far larger than the domain fills it whatever its size: world
 // coordinates whose grid-space image overflows a float are pulled in, not
 // dropped. The sink of the same size drains all of it again.

@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <tuple>
 #include <vector>
 
@@ -21,18 +20,12 @@ struct FilledState {
                             {0.1f, 0.0f, 0.0f}, jitter, 17, 4);
         fluid.setSinkCells(test::worldBox(fluid, {10.2f, 2.0f, 2.0f}, {13.8f, 22.0f, 22.0f}, 2), true);
         for (const LBM_Cell3<float>* cell : fluid.getGrid().getCells()) types.push_back(cell ? cell->getType() : 1);
-        for (const MAC_Particle3* p : fluid.get_MAC_ParticleSystem().getParticlesArray()) particles.push_back(*p);
+        for (const MAC_Particle3* p : fluid.get_MAC_ParticleSystem().getParticlesArray())
+            particles.emplace_back(p->id, p->position, p->velocity, p->uv, p->sourceId);
     }
-    bool operator==(const FilledState& o) const {
-        const auto same = [](const MAC_Particle3& a, const MAC_Particle3& b) {
-            return std::tie(a.id, a.position, a.velocity, a.uv, a.sourceId) ==
-                   std::tie(b.id, b.position, b.velocity, b.uv, b.sourceId);
-        };
-        return types == o.types &&
-               std::equal(particles.begin(), particles.end(), o.particles.begin(), o.particles.end(), same);
-    }
+    bool operator==(const FilledState&) const = default;
     std::vector<unsigned char> types;
-    std::vector<MAC_Particle3> particles;
+    std::vector<std::tuple<uint32_t, Vector3<float>, Vector3<float>, Vector2<float>, uint16_t>> particles;
 };
 
 TEST(DomainFillThreads, SameSeedAndThreadsGiveTheSameState) {

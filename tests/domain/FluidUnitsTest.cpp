@@ -13,29 +13,16 @@ Vector3<unsigned int> counts(const MAC_LBM_Fluid3& fluid) {
     return {fluid.getGrid().getNx(), fluid.getGrid().getNy(), fluid.getGrid().getNz()};
 }
 
-TEST(DomainPlacement, SetResolutionRelaysTheGridInCells) {
-    MAC_LBM_Fluid3 fluid;
-    // Before setResolution the grid covers the unit box in world units.
-    EXPECT_EQ(counts(fluid), Vector3<unsigned int>(2, 2, 2));
-    EXPECT_EQ(fluid.getGrid().getCubicCellSize(), 0.5f);
-    fluid.setScale({2, 1, 1});
-    fluid.setResolution(8);
-    EXPECT_EQ(counts(fluid), Vector3<unsigned int>(4, 2, 2));
-    EXPECT_EQ(fluid.getBBox(), Box3<float>({-2, -1, -1}, {2, 1, 1}));
-    EXPECT_EQ(fluid.getGrid().getCells().size(), 16u);
-    EXPECT_EQ(fluid.get_VOF_Field().getResolution(), (Tuple3<unsigned int>{4, 2, 2}));
-    EXPECT_EQ(fluid.get_VOF_Field().getSpacing(), Vector3<float>(1, 1, 1));
-    // One cell is one cubic edge, 0.5 world units.
-    expectNear(fluid.gridToWorldPosition({-2, -1, -1}), {-1, -0.5f, -0.5f});
-    EXPECT_NEAR(fluid.gridToWorldLength(1.0f), 0.5f, 1e-6f);
-    EXPECT_NEAR(fluid.worldToGridLength(1.0f), 2.0f, 1e-6f);
-}
-
+// setResolution relays the grid in cells of one cubic edge, 0.5 world units
+// here: 2 x 2 x 3 of them overshoot the 1.2 on z.
 TEST(DomainPlacement, PlacementFollowsTheGrownBoxPositionAndRotation) {
     MAC_LBM_Fluid3 fluid;
-    fluid.setScale({1, 1, 1.2f});  // 2 x 2 x 3 cells of 0.5 overshoot the 1.2 on z
+    fluid.setScale({1, 1, 1.2f});
     fluid.setResolution(8);
     ASSERT_EQ(counts(fluid), Vector3<unsigned int>(2, 2, 3));
+    EXPECT_EQ(fluid.getGrid().getCells().size(), 12u);
+    EXPECT_NEAR(fluid.gridToWorldLength(1.0f), 0.5f, 1e-6f);
+    EXPECT_NEAR(fluid.worldToGridLength(1.0f), 2.0f, 1e-6f);
     expectNear(fluid.gridToWorldPosition({1, 1, 1.5f}), {0.5f, 0.5f, 0.75f});
 
     fluid.setPosition({10, 20, 30});
@@ -46,7 +33,6 @@ TEST(DomainPlacement, PlacementFollowsTheGrownBoxPositionAndRotation) {
 
     // Changing the scale alone stretches the existing grid over the new box.
     fluid.setRotation({0, 0, 0});
-    EXPECT_FALSE(fluid.getTransformWorld().hasRotation());
     fluid.setPosition({0, 0, 0});
     fluid.setScale({2, 2, 2.4f});
     ASSERT_EQ(counts(fluid), Vector3<unsigned int>(2, 2, 3));
@@ -116,8 +102,7 @@ TEST(DomainVelocity, LookupByIndexAndPosition) {
     fluid.refGrid().at(0, 0, 0) = &wall;
 
     const Vector3<float>& zero = fluid.getVelocityAt(0u, 0u, 1u);  // no cell
-    EXPECT_EQ(zero, Vector3<float>());
-    EXPECT_EQ(&fluid.getVelocityAt(1u, 2u, 0u), &liquid.getVelocity());
+    EXPECT_TRUE(zero == Vector3<float>() && &fluid.getVelocityAt(1u, 2u, 0u) == &liquid.getVelocity());
     EXPECT_EQ(&fluid.getVelocityAt(0u, 0u, 0u), &zero);  // solid
     for (unsigned a = 0; a < 3; ++a)  // one past the end on each axis
         EXPECT_EQ(&fluid.getVelocityAt(a == 0 ? 3u : 0u, a == 1 ? 3u : 0u, a == 2 ? 3u : 0u), &zero) << a;

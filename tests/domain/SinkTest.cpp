@@ -55,13 +55,22 @@ TEST(DomainSinks, ReplaceLiquidNotWallsAndFollowTheirMesh) {
     EXPECT_EQ(fluid.getGrid().at(6, 6, 6)->getType(), LBM_CELL_FLUID);
 }
 
-TEST(DomainSinks, OutsideMakesDrainsOfTheRestOfTheGrid) {
+// Emission leaves the drains alone and ignores meshes outside the grid.
+TEST(DomainSinks, OutsideMakesDrainsOfTheRestOfTheGridAndEmissionKeepsThem) {
     MAC_LBM_Fluid3 fluid;
     sizeGrid(fluid, 6, 6, 6);
     fluid.initialize();
     fluid.setSinkCells(worldBox(fluid, {0.7f, 0.7f, 0.7f}, {4.3f, 4.3f, 4.3f}), false);
     EXPECT_EQ(fluid.getSinkCellCount(), 216u - 27u);
     EXPECT_TRUE(fluid.getGrid().at(2, 2, 2) == nullptr && fluid.getGrid().at(0, 4, 5)->isSink());
+
+    fluid.setFluidCells(worldBox(fluid, {12.0f, 0.0f, 0.0f}, {15.0f, 5.0f, 5.0f}), {}, 0.0f, 1, 1);
+    fluid.setFluidCells(Mesh(), {}, 0.0f, 1, 1);
+    EXPECT_EQ(fluid.getLiquidCellCount(), 0u);
+    fluid.setFluidCells(worldBox(fluid, {-1.0f, -1.0f, -1.0f}, {7.0f, 7.0f, 7.0f}), {}, 0.0f, 1, 1);
+    EXPECT_EQ(fluid.getSinkCellCount(), 216u - 27u);
+    EXPECT_EQ(countTypes(fluid)[LBM_CELL_FLUID], 27u);
+    EXPECT_EQ(fluid.get_MAC_ParticleSystem().getParticlesCount(), 27u * 8u);
 }
 
 }  // namespace

@@ -14,32 +14,23 @@ namespace {
 using FilterFlags = Flag<_MAC_ParticleSystemFilterFlags, unsigned char>;
 
 // A 3 x 3 x 3 grid in lattice units (box -1.5..1.5) whose cells belong to
-// the test; the cell at linear index n gets the type and flag word of
-// kinds[n], and index 6 has no cell at all.
+// the test; cells 0..5 get the types and flag words below, index 6 has no
+// cell at all, the rest are plain fluid. One particle sits in each of 0..6.
 class CellFilter : public ::testing::Test {
 protected:
-    struct Kind {
-        unsigned char type;
-        unsigned short flags;
-    };
-    static constexpr Kind kinds[] = {
-        {LBM_CELL_INTERFACE, 0},
-        {LBM_CELL_FLUID, MAC_FLAG_NEAR_INTERFACE},
-        {LBM_CELL_FLUID, MAC_FLAG_NEIGHBOUR_MARK},
-        {LBM_CELL_FLUID, MAC_FLAG_NEAR_INTERFACE | MAC_FLAG_NEIGHBOUR_MARK},
-        {LBM_CELL_FLUID, MAC_FLAG_BIT9 | 0x0400},  // high byte only
-        {LBM_CELL_EMPTY, MAC_FLAG_NEAR_INTERFACE | MAC_FLAG_NEIGHBOUR_MARK},
-    };
-
     void SetUp() override {
+        constexpr unsigned short both = MAC_FLAG_NEAR_INTERFACE | MAC_FLAG_NEIGHBOUR_MARK;
+        const LBM_CellType types[] = {LBM_CELL_INTERFACE, LBM_CELL_FLUID, LBM_CELL_FLUID,
+                                      LBM_CELL_FLUID,     LBM_CELL_FLUID, LBM_CELL_EMPTY};
+        const unsigned short flags[] = {0, MAC_FLAG_NEAR_INTERFACE, MAC_FLAG_NEIGHBOUR_MARK, both,
+                                        MAC_FLAG_BIT9 | 0x0400 /* high byte only */, both};
         const Vector3<float> scale(2.5f, 2.5f, 2.5f);  // just short of three cells per axis
         fluid.setScale(scale);
         fluid.setResolution(unsigned(scale.x * scale.y * scale.z));
         ASSERT_EQ(fluid.getGrid().getCount(), 27u);
         for (unsigned n = 0; n < 27; ++n) {
-            const Kind kind = n < 6 ? kinds[n] : Kind{LBM_CELL_FLUID, 0};
-            cells[n].setType(kind.type);
-            cells[n].setFlags(kind.flags);
+            cells[n].setType(n < 6 ? types[n] : LBM_CELL_FLUID);
+            cells[n].setFlags(n < 6 ? flags[n] : 0);
             fluid.refGrid().at(n) = n == 6 ? nullptr : &cells[n];
         }
         for (unsigned n = 0; n < 7; ++n) particles.createParticle(centreOf(n), {}, 0, {});

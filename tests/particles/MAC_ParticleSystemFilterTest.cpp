@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <utility>
 #include <vector>
 
 #include "kv_fluids_dyn/particles/MAC_ParticleSystemFilter.h"
@@ -23,10 +24,7 @@ Obb3<float> cube(float halfExtent) {
     return box;
 }
 
-struct Case {
-    Vector3<float> position;
-    Vector3<float> velocity;
-};
+using Case = std::pair<Vector3<float>, Vector3<float>>;  // position, velocity
 
 struct Filtering : ::testing::Test {
     ScalarField3<float> field = rampAlongY();
@@ -35,7 +33,7 @@ struct Filtering : ::testing::Test {
     std::vector<uint32_t> select(const std::vector<Case>& cases, const Obb3<float>& box, float levelOffset,
                                  float maxAngle, unsigned int threads) {
         particles.removeParticles();
-        for (const Case& c : cases) particles.createParticle(c.position, c.velocity, 0, {});
+        for (const Case& c : cases) particles.createParticle(c.first, c.second, 0, {});
         ArrayOfPtr<MAC_Particle3, KV_NO> result;
         result.push_back(nullptr);  // the filter empties the result first
         MAC_ParticleSystemFilter::filter(particles, field, box, levelOffset, maxAngle, threads, result);
@@ -54,7 +52,7 @@ TEST_F(Filtering, TenParticlesOverThreeThreadsKeepArrayOrder) {
     EXPECT_EQ(select(cases, cube(2), 0, 45, 0), all);
 
     // Moving every third particle down out of the level keeps the others in order.
-    for (int i = 0; i < 10; i += 3) cases[i].position.y = -1.0f;
+    for (int i = 0; i < 10; i += 3) cases[i].first.y = -1.0f;
     EXPECT_EQ(select(cases, cube(2), 0, 45, 3), (std::vector<uint32_t>{1, 2, 4, 5, 7, 8}));
 }
 

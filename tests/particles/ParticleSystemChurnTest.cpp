@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <numeric>
 #include <random>
 #include <set>
 #include <vector>
@@ -17,16 +18,50 @@ namespace {
 TEST(ParticleSystemChurn, LookupsAgreeWithTheLiveSet) {
     std::mt19937 random(12345);
     MAC_ParticleSystem3 particles;
-    const uint32_t givenIdBound = 100000;
-    std::vector<uint32_t> unusedGiven(givenIdBound);
-    for (uint32_t i = 0; i < givenIdBound; ++i) unusedGiven[i] = i;
+    std::vector<uint32_t> unusedGiven(100000);
+    std::iota(unusedGiven.begin(), unusedGiven.end(), 0u);
     std::shuffle(unusedGiven.begin(), unusedGiven.end(), random);
-    particles.setLastUsedId(givenIdBound);  // counter ids start above the given ones
-
+    particles.setLastUsedId(100000);  // counter ids start above the given ones
     std::set<uint32_t> live;
     std::vector<uint32_t> everUsed;
-    auto randomUsedId = [&] { return everUsed[random() % everUsed.size()]; };
-    auto verifyAll = [&] {
+    const auto usedId = [&] { return everUsed[random() % everUsed.size()]; };
+
+    // Rounds of a burst of adds followed by lookups and removals, so that the
+    // lazy sort runs once per chunk and round rather than per lookup.
+    for (int round = 0; round < 12; ++round) {
+        for (int k = 0; k < 4000; ++k) {
+            MAC_Particle3 given;
+            const bool withId = random() % 2 == 0;
+            if (withId) {
+                given.id = unusedGiven.back();
+                unusedGiven.pop_back();
+            }
+            MAC_Particle3& p = withId ? particles.addParticle(given) : particles.addParticle();
+            p.position.x = float(p.id);
+            live.insert(p.id);
+            everUsed.push_back(p.id);
+        }
+        for (int k = 0; k < 1500; ++k) {
+            const uint32_t action = random() % 100;
+            if (action < 40) {
+                const uint32_t id = usedId();
+                ASSERT_EQ(particles.remove(id), live.erase(id) == 1) << id;
+            } else if (action < 42) {
+                std::set<uint32_t> batch;
+                for (uint32_t n = random() % 100; n > 0; --n) batch.insert(usedId());
+                Array<unsigned int> ids;
+                bool allLive = true;
+                for (uint32_t id : batch) {
+                    ids.push_back(id);
+                    allLive = live.erase(id) == 1 && allLive;
+                }
+                std::shuffle(ids.begin(), ids.end(), random);
+                ASSERT_EQ(particles.remove(ids), allLive);
+            } else {
+                const uint32_t id = usedId();
+                ASSERT_EQ(particles.find(id).id, live.count(id) ? id : 0xFFFFFFFFu) << id;
+            }
+        }
         ASSERT_EQ(particles.getParticlesCount(), live.size());
         std::set<uint32_t> iterated;
         for (const MAC_Particle3& p : std::as_const(particles)) {
@@ -35,51 +70,6 @@ TEST(ParticleSystemChurn, LookupsAgreeWithTheLiveSet) {
         }
         ASSERT_EQ(iterated, live);
         for (uint32_t id : live) ASSERT_EQ(particles.find(id).position.x, float(id)) << id;
-    };
-
-    // Rounds of a burst of adds followed by lookups and removals, so that the
-    // lazy sort runs once per chunk and round rather than per lookup.
-    for (int round = 0; round < 12; ++round) {
-        for (int k = 0; k < 4000; ++k) {
-            uint32_t id;
-            if (random() % 2 == 0) {
-                MAC_Particle3 p;
-                p.id = id = unusedGiven.back();
-                unusedGiven.pop_back();
-                p.position.x = float(id);
-                particles.addParticle(p);
-            } else {
-                MAC_Particle3& p = particles.addParticle();
-                id = p.id;
-                p.position.x = float(id);
-            }
-            live.insert(id);
-            everUsed.push_back(id);
-        }
-        for (int k = 0; k < 1500; ++k) {
-            const uint32_t action = random() % 100;
-            if (action < 40) {
-                const uint32_t id = randomUsedId();
-                ASSERT_EQ(particles.remove(id), live.erase(id) == 1) << id;
-            } else if (action < 42) {
-                std::set<uint32_t> batch;
-                const uint32_t size = random() % 100;
-                for (uint32_t n = 0; n < size; ++n) batch.insert(randomUsedId());
-                Array<unsigned int> ids;
-                bool allLive = true;
-                for (uint32_t id : batch) {
-                    ids.push_back(id);
-                    const bool wasLive = live.erase(id) == 1;
-                    allLive = allLive && wasLive;
-                }
-                std::shuffle(ids.begin(), ids.end(), random);
-                ASSERT_EQ(particles.remove(ids), allLive);
-            } else {
-                const uint32_t id = randomUsedId();
-                ASSERT_EQ(particles.find(id).id, live.count(id) ? id : 0xFFFFFFFFu) << id;
-            }
-        }
-        verifyAll();
     }
     EXPECT_GT(live.size(), 3 * 8192u) << "the churn should span several chunks";
     const auto& cached = particles.getParticlesArray();
