@@ -93,30 +93,6 @@ TEST(MeshVoxelizer3, OppositelyWoundOverlappingPartsDoNotCancel) {
     }
 }
 
-TEST(MeshVoxelizer3, RaysThroughVerticesAndEdgesCountOnce) {
-    // Face vertices sit exactly on cell centres, so many rays pass through
-    // vertices and edges. Every axis alone must classify the cells whose
-    // centres are off the faces.
-    const Lattice lattice = unitLattice(16);
-    const Box3<float> solid({2.5f, 3.5f, 1.5f}, {12.5f, 8.5f, 6.5f});
-    const Mesh box = makeBoxMesh(solid, 10);
-    for (unsigned votes : {1u, 3u}) {
-        MeshVoxelizer3<float> voxelizer(lattice);
-        voxelizer.setMinimumVotes(votes);
-        Array<Box3BoxesBits<float>> chunks;
-        ASSERT_TRUE(voxelizer.rasterizeSolid(box, whole(lattice), chunks));
-        for (const auto& c : chunks)
-            for (uint32_t n = 0; n < c.sampleCount(); ++n) {
-                const Vector3<float> p = c.getSampleBox(n).center();
-                const bool strictlyInside = p.x > solid.min.x && p.x < solid.max.x && p.y > solid.min.y &&
-                                            p.y < solid.max.y && p.z > solid.min.z && p.z < solid.max.z;
-                if (strictlyInside || !solid.contains(p)) {  // centres on a face may go either way
-                    EXPECT_EQ(c.isInside(n), strictlyInside) << votes << " " << p.x << " " << p.y << " " << p.z;
-                }
-            }
-    }
-}
-
 TEST(MeshVoxelizer3, SphereInsideCountMatchesVolumeAndSurvivesAHole) {
     const Lattice lattice = unitLattice(64, {-32, -32, -32});
     Mesh sphere = makeSphereMesh({0.2f, 0.1f, -0.3f}, 25.0f, 96, 48);
@@ -143,40 +119,63 @@ TEST(MeshVoxelizer3, SphereInsideCountMatchesVolumeAndSurvivesAHole) {
     EXPECT_GT(countInside(chunks), intact + 100);  // what a single ray would have said
 }
 
-TEST(MeshVoxelizer3, SurfaceMarksExactlyTheCellsMeetingTheFaces) {
+// The first box's face vertices sit exactly on cell centres, so many rays
+// pass through vertices and edges: every axis alone must classify the cells
+// whose centres are off the faces. The surface pass marks exactly the cells
+// meeting a face and lists, ascending, the faces overlapping each.
+TEST(MeshVoxelizer3, BoxCellsAreClassifiedByTheirCentresAndFaces) {
     const Lattice lattice = unitLattice(16);
-    const Box3<float> solid({2.25f, 3.5f, 1.75f}, {11.75f, 8.25f, 6.5f});
-    const Mesh box = makeBoxMesh(solid, 3);
-    MeshVoxelizer3<float> voxelizer(lattice);
-    voxelizer.setCollectFaces(true);
-    voxelizer.setThreads(2);
-    Array<MeshGrid3BoxesFaces<float>> chunks;
-    ASSERT_TRUE(voxelizer.rasterize(box, whole(lattice), chunks));
-    uint32_t surface = 0;
-    for (const auto& c : chunks) {
-        ASSERT_TRUE(c.hasFaces());
-        for (uint32_t n = 0; n < c.sampleCount(); ++n) {
-            const Box3<float> cell = c.getSampleBox(n);
-            bool meetsSolid = true;
-            bool withinOpenSolid = true;
-            for (unsigned a = 0; a < 3; ++a) {
-                meetsSolid = meetsSolid && cell.max[a] >= solid.min[a] && cell.min[a] <= solid.max[a];
-                withinOpenSolid = withinOpenSolid && cell.min[a] > solid.min[a] && cell.max[a] < solid.max[a];
-            }
-            const bool expected = meetsSolid && !withinOpenSolid;
-            EXPECT_EQ(c.isSurface(n), expected) << cell.min.x << " " << cell.min.y << " " << cell.min.z;
-            surface += c.isSurface(n);
-            EXPECT_EQ(c.facesBegin(n) != c.facesEnd(n), c.isSurface(n));
-            for (const uint32_t* f = c.facesBegin(n); f != c.facesEnd(n); ++f) {
-                EXPECT_TRUE(f + 1 == c.facesEnd(n) || *f < f[1]);  // ascending, no repeats
-                const Mesh::Triangle& t = box.getTriangles()[*f];
-                const auto& p = box.getVertices();
-                EXPECT_TRUE(detail::triangleBoxOverlap(toDouble(cell.center()), {0.5, 0.5, 0.5}, toDouble(p[t.first]),
-                                                       toDouble(p[t.second]), toDouble(p[t.third])));
+    const std::pair<Box3<float>, unsigned> boxes[] = {{Box3<float>({2.5f, 3.5f, 1.5f}, {12.5f, 8.5f, 6.5f}), 10},
+                                                      {Box3<float>({2.25f, 3.5f, 1.75f}, {11.75f, 8.25f, 6.5f}), 3}};
+    for (const auto& [solid, subdivisions] : boxes) {
+        const Mesh box = makeBoxMesh(solid, subdivisions);
+        for (unsigned votes : {1u, 3u}) {
+            MeshVoxelizer3<float> voxelizer(lattice);
+            voxelizer.setMinimumVotes(votes);
+            Array<Box3BoxesBits<float>> chunks;
+            ASSERT_TRUE(voxelizer.rasterizeSolid(box, whole(lattice), chunks));
+            for (const auto& c : chunks)
+                for (uint32_t n = 0; n < c.sampleCount(); ++n) {
+                    const Vector3<float> p = c.getSampleBox(n).center();
+                    const bool strictlyInside = p.x > solid.min.x && p.x < solid.max.x && p.y > solid.min.y &&
+                                                p.y < solid.max.y && p.z > solid.min.z && p.z < solid.max.z;
+                    if (strictlyInside || !solid.contains(p)) {  // centres on a face may go either way
+                        EXPECT_EQ(c.isInside(n), strictlyInside) << votes << " " << p.x << " " << p.y << " " << p.z;
+                    }
+                }
+        }
+        MeshVoxelizer3<float> voxelizer(lattice);
+        voxelizer.setCollectFaces(true);
+        voxelizer.setThreads(2);
+        Array<MeshGrid3BoxesFaces<float>> chunks;
+        ASSERT_TRUE(voxelizer.rasterize(box, whole(lattice), chunks));
+        uint32_t surface = 0;
+        for (const auto& c : chunks) {
+            ASSERT_TRUE(c.hasFaces());
+            for (uint32_t n = 0; n < c.sampleCount(); ++n) {
+                const Box3<float> cell = c.getSampleBox(n);
+                bool meetsSolid = true;
+                bool withinOpenSolid = true;
+                for (unsigned a = 0; a < 3; ++a) {
+                    meetsSolid = meetsSolid && cell.max[a] >= solid.min[a] && cell.min[a] <= solid.max[a];
+                    withinOpenSolid = withinOpenSolid && cell.min[a] > solid.min[a] && cell.max[a] < solid.max[a];
+                }
+                EXPECT_EQ(c.isSurface(n), meetsSolid && !withinOpenSolid) << cell.min.x << " " << cell.min.y << " "
+                                                                          << cell.min.z;
+                surface += c.isSurface(n);
+                EXPECT_EQ(c.facesBegin(n) != c.facesEnd(n), c.isSurface(n));
+                for (const uint32_t* f = c.facesBegin(n); f != c.facesEnd(n); ++f) {
+                    EXPECT_TRUE(f + 1 == c.facesEnd(n) || *f < f[1]);  // ascending, no repeats
+                    const Mesh::Triangle& t = box.getTriangles()[*f];
+                    const auto& p = box.getVertices();
+                    EXPECT_TRUE(detail::triangleBoxOverlap(toDouble(cell.center()), {0.5, 0.5, 0.5},
+                                                           toDouble(p[t.first]), toDouble(p[t.second]),
+                                                           toDouble(p[t.third])));
+                }
             }
         }
+        EXPECT_GT(surface, 100u);
     }
-    EXPECT_GT(surface, 100u);
 }
 
 TEST(MeshVoxelizer3, ResultsDoNotDependOnThreadsOrChunkSize) {
