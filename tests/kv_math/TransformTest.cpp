@@ -42,13 +42,17 @@ TEST(Transform3Rts, InverseUndoesTheMapForUniformAndNonUniformScale) {
     }
 }
 
-TEST(Transform3Rts, ScaleIsUniformWithinFloatEpsilonOfTheOtherTwo) {
+// Scale counts as uniform within float epsilon of the mean of the other two
+// components. Identity means no rotation flag, unit scale and no
+// translation: setting even the identity quaternion raises the flag.
+TEST(Transform3Rts, UniformScaleWithinFloatEpsilonAndIdentityNeedsTheRotationFlagClear) {
     Rts rts;
+    EXPECT_TRUE(rts.isIdentity());
+    EXPECT_EQ(rts.getInverseMatrix(), M::identity());
     // 1 + 2^-23 is one float epsilon above 1: still uniform.
     rts.setScale({1, 1, 1.00000012f});
     EXPECT_TRUE(rts.isUniformScale());
     EXPECT_EQ(rts.getScale(), V(1, 1, 1));
-    // Two epsilons away from the mean of the others is not.
     for (const V& s : {V{1.00000024f, 1, 1}, V{1, 1.00000024f, 1}, V{1, 1, 1.00000024f}}) {
         rts.setScale(s);
         EXPECT_FALSE(rts.isUniformScale());
@@ -57,20 +61,14 @@ TEST(Transform3Rts, ScaleIsUniformWithinFloatEpsilonOfTheOtherTwo) {
     rts.setScale({3, 3, 3});
     EXPECT_TRUE(rts.isUniformScale());
     EXPECT_FALSE(rts.isIdentity());
-}
 
-// Identity means no rotation flag, unit scale and no translation: setting
-// even the identity quaternion raises the flag.
-TEST(Transform3Rts, IdentityNeedsTheRotationFlagClear) {
-    Rts rts;
-    EXPECT_TRUE(rts.isIdentity());
-    EXPECT_EQ(rts.getInverseMatrix(), M::identity());
+    rts.setScale({1, 1, 1});
     rts.setRotation(Q::identity());
     EXPECT_TRUE(rts.hasRotation());
     EXPECT_FALSE(rts.isIdentity());
     rts.setRotation(Q::fromAxisAngle({0, 1, 0}, 1.0f));
     rts.resetRotation();
-    EXPECT_FALSE(rts.hasRotation());
+    EXPECT_TRUE(rts.isIdentity());
     EXPECT_EQ(rts.getRotation(), Q::identity());
     EXPECT_EQ(rts.getMatrix(), M::identity());
 }
