@@ -3,7 +3,6 @@
 #include <string>
 
 #include "kv_basic/Array.h"
-#include "kv_basic/ArrayOfPtr.h"
 
 namespace kelvar {
 namespace {
@@ -22,8 +21,9 @@ struct Tracked {
     ~Tracked() { --live; }
 };
 
-// Capacities 4, 8, 13, 18, 24, ...; the elements survive every move.
-TEST(Array, GrowsToCountPlusAnEighthPlusFour) {
+// Capacities 4, 8, 13, 18, 24, ...; the elements survive every move. The
+// storage changes otherwise only when asked, and never below the count.
+TEST(Array, GrowsToCountPlusAnEighthPlusFourAndShrinksOnlyWhenAsked) {
     Array<int> a;
     uint32_t expected = 0;
     for (int i = 0; i < 200; ++i) {
@@ -32,19 +32,13 @@ TEST(Array, GrowsToCountPlusAnEighthPlusFour) {
         ASSERT_EQ(a.capacity(), expected) << "after " << i + 1 << " appends";
     }
     for (int i = 0; i < 200; ++i) EXPECT_EQ(a[i], i);
-}
-
-TEST(Array, CapacityControl) {
-    Array<int> a;
-    a.resize(10);
-    EXPECT_EQ(a.capacity(), 10u);
-    for (int v : a) EXPECT_EQ(v, 0);
     a.resize(3);
-    EXPECT_EQ(a.capacity(), 10u);  // never shrinks on its own
+    a.resize(10);  // new elements are zeroed over the old values
+    for (int i = 0; i < 10; ++i) EXPECT_EQ(a[i], i < 3 ? i : 0);
     a.reserve(5);
+    EXPECT_EQ(a.capacity(), expected);
+    a.setCapacity(1);
     EXPECT_EQ(a.capacity(), 10u);
-    a.setCapacity(1);  // clamped to the count
-    EXPECT_EQ(a.capacity(), 3u);
     a.clear();
     a.shrinkToFit();
     EXPECT_EQ(a.capacity(), 0u);
@@ -87,18 +81,6 @@ TEST(Array, AppendingOwnElementWhenFullIsSafe) {
     a.shrinkToFit();
     a.resize(8, a[1]);
     EXPECT_EQ(a[7], "beta");
-}
-
-TEST(ArrayOfPtr, DoesNotOwnItsPointees) {
-    Tracked::live = 0;
-    Tracked owner[3];
-    {
-        ArrayOfPtr<Tracked> pointers;
-        for (Tracked& t : owner) pointers.push_back(&t);
-        pointers.removeSwapLast(0);
-        EXPECT_EQ(pointers[0], &owner[2]);
-    }
-    EXPECT_EQ(Tracked::live, 3);
 }
 
 }  // namespace

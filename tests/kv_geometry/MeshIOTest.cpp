@@ -41,6 +41,20 @@ void expectSameAttribute(const Mesh& a, const Mesh& b, const char* name) {
     EXPECT_TRUE(sameElements(x->uints, y->uints)) << name;
 }
 
+template <class T>
+std::string le(T v) {
+    unsigned char b[sizeof(T)];
+    storeLittleEndian(v, b);
+    return std::string(reinterpret_cast<const char*>(b), sizeof(T));
+}
+template <class T>
+std::string be(T v) {
+    const std::string bytes = le(v);
+    return std::string(bytes.rbegin(), bytes.rend());
+}
+const auto le32 = le<uint32_t>;
+const auto lef = le<float>;
+
 bool parse(const std::string& bytes, MeshFileFormat format, Mesh& out, std::string& error) {
     return readMeshFromMemory(bytes.data(), bytes.size(), format, "input", out, error);
 }
@@ -137,21 +151,13 @@ TEST(MeshIO, PlyBigEndianQuadsVertexUvAndExtraElements) {
         "element vertex 4\nproperty float x\nproperty float y\nproperty float z\nproperty float s\nproperty float t\n"
         "element edge 1\nproperty int vertex1\nproperty list uchar int extra\n"
         "element face 1\nproperty list uchar int vertex_indices\nproperty uchar MESH_ID\nend_header\n";
-    auto putBig = [&](auto value) {
-        unsigned char b[sizeof(value)];
-        storeLittleEndian(value, b);
-        for (std::size_t i = sizeof(value); i-- > 0;) bytes += char(b[i]);
-    };
     const float vertices[4][5] = {{0, 0, 0, 0, 0}, {2, 0, 0, 1, 0}, {2, 2, 0, 1, 1}, {0, 2, 0, 0, 1}};
     for (const auto& v : vertices)
-        for (float f : v) putBig(f);
-    putBig(int32_t(7));
-    bytes += char(2);
-    putBig(int32_t(1));
-    putBig(int32_t(2));
+        for (float f : v) bytes += be(f);
+    bytes += be(int32_t(7)) + char(2) + be(int32_t(1)) + be(int32_t(2));  // the edge
     bytes += char(4);
-    for (int32_t i : {0, 1, 2, 3}) putBig(i);
-    bytes += char(9);
+    for (int32_t i : {0, 1, 2, 3}) bytes += be(i);
+    bytes += char(9);  // the quad's MESH_ID
     Mesh mesh;
     std::string error;
     ASSERT_TRUE(parse(bytes, MeshFileFormat::Ply, mesh, error)) << error;
@@ -176,14 +182,6 @@ std::string plyHeader(const std::string& format, const std::string& elements) {
     return "ply\nformat " + format + " 1.0\n" + elements + "end_header\n";
 }
 
-template <class T>
-std::string le(T v) {
-    unsigned char b[sizeof(T)];
-    storeLittleEndian(v, b);
-    return std::string(reinterpret_cast<const char*>(b), sizeof(T));
-}
-const auto le32 = le<uint32_t>;
-const auto lef = le<float>;
 
 std::vector<BadFile> badFiles() {
     using enum MeshFileFormat;

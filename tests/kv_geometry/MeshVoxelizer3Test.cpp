@@ -51,12 +51,7 @@ TEST(MeshVoxelizer3, ChunksCoverTheRegionsCellsOnceInGridOrder) {
         for (uint32_t n = 0; n < g.sampleCount(); ++n) {
             const Tuple3<unsigned> c = g.sampleCell(n);
             cells.insert({c.first, c.second, c.third});
-            const Box3<float> box = g.sampleBox(n);
-            EXPECT_EQ(box.min, lattice.cellMin(c.first, c.second, c.third));
-            // The centre truncates back to the cell's indices.
-            const Vector3<float> local = box.center() - lattice.origin;
-            EXPECT_EQ(unsigned(local.x), c.first);
-            EXPECT_EQ(unsigned(local.z), c.third);
+            EXPECT_EQ(g.sampleBox(n).min, lattice.cellMin(c.first, c.second, c.third));
         }
         if (g.sampleCount() > 1) {
             EXPECT_EQ(g.sampleCell(1).third, g.first.third + (g.count.third > 1 ? 1 : 0));
@@ -69,70 +64,32 @@ TEST(MeshVoxelizer3, ChunksCoverTheRegionsCellsOnceInGridOrder) {
     EXPECT_EQ(voxelizer.createGridChunks(regionsOf(Box3<float>({30, 30, 30}, {31, 31, 31})), grids), 0u);
 }
 
-// Overlapping parts, parts sharing a face and a part wound inside out count
-// as their union, in the solid pass and in the inside flags of the surface pass.
-TEST(MeshVoxelizer3, OverlappingTouchingAndInvertedPartsCountAsTheirUnion) {
-    const Lattice lattice = unitLattice(32);
-    Mesh parts = makeBoxMesh(Box3<float>({2, 2, 2}, {10, 10, 10}), 2);
-    parts.addMesh(makeBoxMesh(Box3<float>({6, 6, 6}, {14, 12, 12}), 3));   // overlaps the first
-    parts.addMesh(makeBoxMesh(Box3<float>({14, 6, 6}, {20, 12, 12}), 1));  // shares a face with the second
-    Mesh inverted = makeBoxMesh(Box3<float>({22, 22, 22}, {25, 26, 27}), 2);
-    for (auto& t : inverted.refTriangles()) std::swap(t.second, t.third);  // wound inside out
-    parts.addMesh(inverted);
-    const uint32_t first = 8 * 8 * 8;
-    const uint32_t second = 8 * 6 * 6 - 4 * 4 * 4;  // minus the overlap with the first
-    const uint32_t third = 6 * 6 * 6;
-    const uint32_t fourth = 3 * 4 * 5;
-    Array<Box3BoxesBits<float>> solid;
-    ASSERT_TRUE(rasterizeSolidMesh(parts, lattice, whole(lattice), solid, 2));
-    EXPECT_EQ(countInside(solid), first + second + third + fourth);
-    Array<MeshGrid3BoxesFaces<float>> chunks;
-    ASSERT_TRUE(rasterizeMesh(parts, lattice, whole(lattice), chunks, 3));
-    EXPECT_EQ(countInside(chunks), first + second + third + fourth);
-}
-
 // Two closed boxes wound in opposite directions overlap in 4 x 5 x 6 cells;
 // read back from an STL file, every face repeats its corners, and the parts
-// must still be told apart by position.
+// must still be told apart by position. Two more boxes overlap with the same
+// winding and a fifth shares a face and its corners with the fourth: all
+// count as their union, in the solid pass and in the surface pass's flags.
 TEST(MeshVoxelizer3, OppositelyWoundOverlappingPartsDoNotCancel) {
     const Lattice lattice = unitLattice(32);
     Mesh parts = makeBoxMesh(Box3<float>({2, 2, 2}, {10, 10, 10}), 2);
     Mesh inverted = makeBoxMesh(Box3<float>({6, 5, 4}, {14, 13, 12}), 2);
     for (auto& t : inverted.refTriangles()) std::swap(t.second, t.third);
     parts.addMesh(inverted);
+    parts.addMesh(makeBoxMesh(Box3<float>({20, 20, 20}, {26, 26, 26}), 3));
+    parts.addMesh(makeBoxMesh(Box3<float>({22, 22, 22}, {28, 28, 28}), 3));
+    parts.addMesh(makeBoxMesh(Box3<float>({28, 22, 22}, {31, 28, 28}), 1));
     std::string bytes, error;
     ASSERT_TRUE(writeMeshToMemory(parts, MeshFileFormat::Stl, false, bytes, error)) << error;
     Mesh unwelded;
     ASSERT_TRUE(readMeshFromMemory(bytes.data(), bytes.size(), MeshFileFormat::Stl, "parts.stl", unwelded, error));
-    const uint32_t unionCount = 8 * 8 * 8 + 8 * 8 * 8 - 4 * 5 * 6;
+    const uint32_t unionCount = (8 * 8 * 8 + 8 * 8 * 8 - 4 * 5 * 6) + (2 * 6 * 6 * 6 - 4 * 4 * 4) + 3 * 6 * 6;
     for (const Mesh* mesh : {&parts, &unwelded}) {
         Array<Box3BoxesBits<float>> solid;
         ASSERT_TRUE(rasterizeSolidMesh(*mesh, lattice, whole(lattice), solid, 2));
         EXPECT_EQ(countInside(solid), unionCount);
-    }
-}
-
-TEST(MeshVoxelizer3, RaysThroughVerticesAndEdgesCountOnce) {
-    // Face vertices sit exactly on cell centres, so many rays pass through
-    // vertices and edges. Every axis alone must classify the cells whose
-    // centres are off the faces.
-    const Lattice lattice = unitLattice(16);
-    const Box3<float> solid({2.5f, 3.5f, 1.5f}, {12.5f, 8.5f, 6.5f});
-    const Mesh box = makeBoxMesh(solid, 10);
-    for (unsigned votes : {1u, 3u}) {
-        MeshVoxelizer3<float> voxelizer(lattice);
-        voxelizer.setMinimumVotes(votes);
-        Array<Box3BoxesBits<float>> chunks;
-        ASSERT_TRUE(voxelizer.rasterizeSolid(box, whole(lattice), chunks));
-        for (const auto& c : chunks)
-            for (uint32_t n = 0; n < c.sampleCount(); ++n) {
-                const Vector3<float> p = c.getSampleBox(n).center();
-                const bool strictlyInside = p.x > solid.min.x && p.x < solid.max.x && p.y > solid.min.y &&
-                                            p.y < solid.max.y && p.z > solid.min.z && p.z < solid.max.z;
-                if (strictlyInside || !solid.contains(p)) {  // centres on a face may go either way
-                    EXPECT_EQ(c.isInside(n), strictlyInside) << votes << " " << p.x << " " << p.y << " " << p.z;
-                }
-            }
+        Array<MeshGrid3BoxesFaces<float>> chunks;
+        ASSERT_TRUE(rasterizeMesh(*mesh, lattice, whole(lattice), chunks, 3));
+        EXPECT_EQ(countInside(chunks), unionCount);
     }
 }
 
@@ -162,40 +119,63 @@ TEST(MeshVoxelizer3, SphereInsideCountMatchesVolumeAndSurvivesAHole) {
     EXPECT_GT(countInside(chunks), intact + 100);  // what a single ray would have said
 }
 
-TEST(MeshVoxelizer3, SurfaceMarksExactlyTheCellsMeetingTheFaces) {
+// The first box's face vertices sit exactly on cell centres, so many rays
+// pass through vertices and edges: every axis alone must classify the cells
+// whose centres are off the faces. The surface pass marks exactly the cells
+// meeting a face and lists, ascending, the faces overlapping each.
+TEST(MeshVoxelizer3, BoxCellsAreClassifiedByTheirCentresAndFaces) {
     const Lattice lattice = unitLattice(16);
-    const Box3<float> solid({2.25f, 3.5f, 1.75f}, {11.75f, 8.25f, 6.5f});
-    const Mesh box = makeBoxMesh(solid, 3);
-    MeshVoxelizer3<float> voxelizer(lattice);
-    voxelizer.setCollectFaces(true);
-    voxelizer.setThreads(2);
-    Array<MeshGrid3BoxesFaces<float>> chunks;
-    ASSERT_TRUE(voxelizer.rasterize(box, whole(lattice), chunks));
-    uint32_t surface = 0;
-    for (const auto& c : chunks) {
-        ASSERT_TRUE(c.hasFaces());
-        for (uint32_t n = 0; n < c.sampleCount(); ++n) {
-            const Box3<float> cell = c.getSampleBox(n);
-            bool meetsSolid = true;
-            bool withinOpenSolid = true;
-            for (unsigned a = 0; a < 3; ++a) {
-                meetsSolid = meetsSolid && cell.max[a] >= solid.min[a] && cell.min[a] <= solid.max[a];
-                withinOpenSolid = withinOpenSolid && cell.min[a] > solid.min[a] && cell.max[a] < solid.max[a];
-            }
-            const bool expected = meetsSolid && !withinOpenSolid;
-            EXPECT_EQ(c.isSurface(n), expected) << cell.min.x << " " << cell.min.y << " " << cell.min.z;
-            surface += c.isSurface(n);
-            EXPECT_EQ(c.facesBegin(n) != c.facesEnd(n), c.isSurface(n));
-            for (const uint32_t* f = c.facesBegin(n); f != c.facesEnd(n); ++f) {
-                EXPECT_TRUE(f + 1 == c.facesEnd(n) || *f < f[1]);  // ascending, no repeats
-                const Mesh::Triangle& t = box.getTriangles()[*f];
-                const auto& p = box.getVertices();
-                EXPECT_TRUE(detail::triangleBoxOverlap(toDouble(cell.center()), {0.5, 0.5, 0.5}, toDouble(p[t.first]),
-                                                       toDouble(p[t.second]), toDouble(p[t.third])));
+    const std::pair<Box3<float>, unsigned> boxes[] = {{Box3<float>({2.5f, 3.5f, 1.5f}, {12.5f, 8.5f, 6.5f}), 10},
+                                                      {Box3<float>({2.25f, 3.5f, 1.75f}, {11.75f, 8.25f, 6.5f}), 3}};
+    for (const auto& [solid, subdivisions] : boxes) {
+        const Mesh box = makeBoxMesh(solid, subdivisions);
+        for (unsigned votes : {1u, 3u}) {
+            MeshVoxelizer3<float> voxelizer(lattice);
+            voxelizer.setMinimumVotes(votes);
+            Array<Box3BoxesBits<float>> chunks;
+            ASSERT_TRUE(voxelizer.rasterizeSolid(box, whole(lattice), chunks));
+            for (const auto& c : chunks)
+                for (uint32_t n = 0; n < c.sampleCount(); ++n) {
+                    const Vector3<float> p = c.getSampleBox(n).center();
+                    const bool strictlyInside = p.x > solid.min.x && p.x < solid.max.x && p.y > solid.min.y &&
+                                                p.y < solid.max.y && p.z > solid.min.z && p.z < solid.max.z;
+                    if (strictlyInside || !solid.contains(p)) {  // centres on a face may go either way
+                        EXPECT_EQ(c.isInside(n), strictlyInside) << votes << " " << p.x << " " << p.y << " " << p.z;
+                    }
+                }
+        }
+        MeshVoxelizer3<float> voxelizer(lattice);
+        voxelizer.setCollectFaces(true);
+        voxelizer.setThreads(2);
+        Array<MeshGrid3BoxesFaces<float>> chunks;
+        ASSERT_TRUE(voxelizer.rasterize(box, whole(lattice), chunks));
+        uint32_t surface = 0;
+        for (const auto& c : chunks) {
+            ASSERT_TRUE(c.hasFaces());
+            for (uint32_t n = 0; n < c.sampleCount(); ++n) {
+                const Box3<float> cell = c.getSampleBox(n);
+                bool meetsSolid = true;
+                bool withinOpenSolid = true;
+                for (unsigned a = 0; a < 3; ++a) {
+                    meetsSolid = meetsSolid && cell.max[a] >= solid.min[a] && cell.min[a] <= solid.max[a];
+                    withinOpenSolid = withinOpenSolid && cell.min[a] > solid.min[a] && cell.max[a] < solid.max[a];
+                }
+                EXPECT_EQ(c.isSurface(n), meetsSolid && !withinOpenSolid) << cell.min.x << " " << cell.min.y << " "
+                                                                          << cell.min.z;
+                surface += c.isSurface(n);
+                EXPECT_EQ(c.facesBegin(n) != c.facesEnd(n), c.isSurface(n));
+                for (const uint32_t* f = c.facesBegin(n); f != c.facesEnd(n); ++f) {
+                    EXPECT_TRUE(f + 1 == c.facesEnd(n) || *f < f[1]);  // ascending, no repeats
+                    const Mesh::Triangle& t = box.getTriangles()[*f];
+                    const auto& p = box.getVertices();
+                    EXPECT_TRUE(detail::triangleBoxOverlap(toDouble(cell.center()), {0.5, 0.5, 0.5},
+                                                           toDouble(p[t.first]), toDouble(p[t.second]),
+                                                           toDouble(p[t.third])));
+                }
             }
         }
+        EXPECT_GT(surface, 100u);
     }
-    EXPECT_GT(surface, 100u);
 }
 
 TEST(MeshVoxelizer3, ResultsDoNotDependOnThreadsOrChunkSize) {

@@ -20,33 +20,46 @@ float lane(const Float4& x, unsigned i) {
     return out[i];
 }
 
-// Each lane must round exactly as the float operation does: the lattice
-// code relies on that to give four cells at once the bits of one.
-TEST(Float4, EveryLaneRoundsAsFloat) {
-    std::mt19937 random(3);
+constexpr unsigned kOps = 6;  // +, -, *, /, sqrt, and a float broadcast times b
+
+template <unsigned N>
+using ApplyOps = void (*)(const float (&a)[N], const float (&b)[N], float (&out)[kOps][N]);
+
+// Each lane must round exactly as the float operation does: the lattice code
+// relies on that to give several cells at once the bits of one.
+template <unsigned N>
+void expectEveryLaneRoundsAsFloat(ApplyOps<N> apply) {
+    std::mt19937 random(N);
     std::uniform_real_distribution<float> value(-1e3f, 1e3f);
-    const float inf = std::numeric_limits<float>::infinity();
     for (int round = 0; round < 2000; ++round) {
-        float a[4], b[4];
-        for (unsigned i = 0; i < 4; ++i) {
-            a[i] = value(random) * std::ldexp(1.0f, int(random() % 60) - 30);
+        float a[N], b[N], out[kOps][N];
+        for (unsigned i = 0; i < N; ++i) {
+            a[i] = value(random) * std::ldexp(1.0f, int(random() % 300) - 150);  // denormals too
             b[i] = value(random);
         }
         if (round == 0) {
-            a[1] = inf;
+            a[0] = std::nanf("");
+            a[1] = std::numeric_limits<float>::infinity();
             b[2] = 0.0f;
             a[3] = -0.0f;
         }
-        const Float4 x = Float4::load(a), y = Float4::load(b);
-        const Float4 results[5] = {x + y, x - y, x * y, x / y, sqrt(x)};
-        for (unsigned i = 0; i < 4; ++i) {
-            const float expected[5] = {a[i] + b[i], a[i] - b[i], a[i] * b[i], a[i] / b[i], std::sqrt(a[i])};
-            for (unsigned op = 0; op < 5; ++op)
-                ASSERT_EQ(bits(lane(results[op], i)), bits(expected[op])) << "op " << op << " lane " << i;
+        apply(a, b, out);
+        for (unsigned i = 0; i < N; ++i) {
+            const float expected[kOps] = {a[i] + b[i],     a[i] - b[i],     a[i] * b[i],
+                                          a[i] / b[i], std::sqrt(a[i]), 2.5f * b[i]};
+            for (unsigned op = 0; op < kOps; ++op)
+                ASSERT_EQ(bits(out[op][i]), bits(expected[op])) << "op " << op << " lane " << i;
         }
-        ASSERT_EQ(bits(lane(2.5f * y, 0)), bits(2.5f * b[0]));  // a float is broadcast
     }
 }
+
+void applyOps4(const float (&a)[4], const float (&b)[4], float (&out)[kOps][4]) {
+    const Float4 x = Float4::load(a), y = Float4::load(b);
+    const Float4 results[kOps] = {x + y, x - y, x * y, x / y, sqrt(x), 2.5f * y};
+    for (unsigned op = 0; op < kOps; ++op) results[op].store(out[op]);
+}
+
+TEST(Float4, EveryLaneRoundsAsFloat) { expectEveryLaneRoundsAsFloat<4>(applyOps4); }
 
 TEST(Float4, ZeroLanesAndTranspose) {
     EXPECT_EQ(Float4(0.0f, 1.0f, -0.0f, std::nanf("")).zeroLanes(), 0b0101u);
@@ -59,13 +72,11 @@ TEST(Float4, ZeroLanesAndTranspose) {
 #if KV_HAS_FLOAT8
 
 constexpr unsigned kLanes = 8;
-constexpr unsigned kOps = 5;
 
-// +, -, *, / and sqrt of the lanes, and the broadcast of 2.5 times b.
-KV_TARGET_AVX2 void applyOps(const float (&a)[kLanes], const float (&b)[kLanes], float (&out)[kOps + 1][kLanes]) {
+KV_TARGET_AVX2 void applyOps8(const float (&a)[kLanes], const float (&b)[kLanes], float (&out)[kOps][kLanes]) {
     const Float8 x = Float8::load(a), y = Float8::load(b);
-    const Float8 results[kOps + 1] = {x + y, x - y, x * y, x / y, sqrt(x), 2.5f * y};
-    for (unsigned op = 0; op <= kOps; ++op) results[op].store(out[op]);
+    const Float8 results[kOps] = {x + y, x - y, x * y, x / y, sqrt(x), 2.5f * y};
+    for (unsigned op = 0; op < kOps; ++op) results[op].store(out[op]);
 }
 
 KV_TARGET_AVX2 unsigned zeroLanesOf(const float (&a)[kLanes]) { return Float8::load(a).zeroLanes(); }
@@ -74,34 +85,9 @@ KV_TARGET_AVX2 unsigned greaterLanesOf(const float (&a)[kLanes], const float& b)
     return Float8::load(a).greaterLanes(Float8(b));
 }
 
-// Each lane must round exactly as the float operation does: the collision
-// relies on that to give eight cells at once the bits of one.
 TEST(Float8, EveryLaneRoundsAsFloat) {
     if (!__builtin_cpu_supports("avx2")) GTEST_SKIP() << "no AVX2 on this machine";
-    std::mt19937 random(5);
-    std::uniform_real_distribution<float> value(-1e3f, 1e3f);
-    const float inf = std::numeric_limits<float>::infinity();
-    for (int round = 0; round < 2000; ++round) {
-        float a[kLanes], b[kLanes];
-        for (unsigned i = 0; i < kLanes; ++i) {
-            a[i] = value(random) * std::ldexp(1.0f, int(random() % 300) - 150);  // denormals too
-            b[i] = value(random);
-        }
-        if (round == 0) {
-            a[1] = inf;
-            b[2] = 0.0f;
-            a[3] = -0.0f;
-            a[7] = std::nanf("");
-        }
-        float out[kOps + 1][kLanes];
-        applyOps(a, b, out);
-        for (unsigned i = 0; i < kLanes; ++i) {
-            const float expected[kOps + 1] = {a[i] + b[i], a[i] - b[i], a[i] * b[i],
-                                              a[i] / b[i], std::sqrt(a[i]), 2.5f * b[i]};
-            for (unsigned op = 0; op <= kOps; ++op)
-                ASSERT_EQ(bits(out[op][i]), bits(expected[op])) << "op " << op << " lane " << i;
-        }
-    }
+    expectEveryLaneRoundsAsFloat<kLanes>(applyOps8);
 }
 
 // The masks follow float's == 0 and >, NaN comparing false.

@@ -39,8 +39,6 @@ TEST(Quaternion, ProductAppliesRightOperandFirst) {
 TEST(Quaternion, EulerAnglesApplyXThenYThenZ) {
     // x first: y -> z, then y: z -> x. The order y then x would give z.
     expectNear(Q::fromEuler({kHalfPi, kHalfPi, 0}).rotate({0, 1, 0}), {1, 0, 0});
-    // y first: z -> x, then z: x -> y.
-    expectNear(Q::fromEuler({0, kHalfPi, kHalfPi}).rotate({0, 0, 1}), {0, 1, 0});
     const V angles{0.3f, -1.1f, 2.0f};
     const Q expected = Q::fromAxisAngle({0, 0, 1}, angles.z) * Q::fromAxisAngle({0, 1, 0}, angles.y) *
                        Q::fromAxisAngle({1, 0, 0}, angles.x);
@@ -69,27 +67,16 @@ TEST(Matrix4, RowMajorWithTranslationInColumnThreeAndRotationAsTheQuaternion) {
     const M r = M::rotation(Q::fromAxisAngle({0, 0, 1}, kHalfPi));
     EXPECT_NEAR(r.m[1][0], 1.0f, 1e-6f);
     EXPECT_NEAR(r.m[0][1], -1.0f, 1e-6f);
-    expectNear(r.transposed().transformVector({1, 0, 0}), {0, -1, 0});
     const Q q = Q::fromEuler({0.7f, -0.2f, 1.3f});
     expectNear(M::rotation(q).transformVector({0.3f, -4, 2}), q.rotate({0.3f, -4, 2}));
 }
 
-TEST(Matrix4, ProductAppliesRightOperandFirst) {
-    const M a = M::translation({1, 0, 0});
-    const M b = M::scaling({2, 3, 4});
-    const V p{1, 1, 1};
-    EXPECT_EQ((a * b).transformPoint(p), V(3, 3, 4));
-    EXPECT_EQ((b * a).transformPoint(p), V(4, 3, 4));
-}
-
-TEST(Matrix4, InverseOfGeneralAndSingularMaps) {
+TEST(Matrix4, ProductAppliesRightOperandFirstAndInverseUndoesIt) {
+    EXPECT_EQ((M::translation({1, 0, 0}) * M::scaling({2, 3, 4})).transformPoint({1, 1, 1}), V(3, 3, 4));
+    EXPECT_EQ((M::scaling({2, 3, 4}) * M::translation({1, 0, 0})).transformPoint({1, 1, 1}), V(4, 3, 4));
     const M a = M::translation({5, -2, 0.5f}) * M::rotation(Q::fromEuler({0.3f, 0.9f, -0.4f})) *
                 M::scaling({2, 0.5f, 3});
     expectNear(a * a.inverse(), M::identity());
-    expectNear(a.inverse() * a, M::identity());
-    const V p{1, 2, 3};
-    expectNear(a.inverse().transformPoint(a.transformPoint(p)), p, 1e-4f);
-
     M projective = M::identity();
     projective.m[3][0] = 2;
     projective.m[0][1] = 3;

@@ -42,13 +42,17 @@ TEST(Transform3Rts, InverseUndoesTheMapForUniformAndNonUniformScale) {
     }
 }
 
-TEST(Transform3Rts, ScaleIsUniformWithinFloatEpsilonOfTheOtherTwo) {
+// Scale counts as uniform within float epsilon of the mean of the other two
+// components. Identity means no rotation flag, unit scale and no
+// translation: setting even the identity quaternion raises the flag.
+TEST(Transform3Rts, UniformScaleWithinFloatEpsilonAndIdentityNeedsTheRotationFlagClear) {
     Rts rts;
+    EXPECT_TRUE(rts.isIdentity());
+    EXPECT_EQ(rts.getInverseMatrix(), M::identity());
     // 1 + 2^-23 is one float epsilon above 1: still uniform.
     rts.setScale({1, 1, 1.00000012f});
     EXPECT_TRUE(rts.isUniformScale());
     EXPECT_EQ(rts.getScale(), V(1, 1, 1));
-    // Two epsilons away from the mean of the others is not.
     for (const V& s : {V{1.00000024f, 1, 1}, V{1, 1.00000024f, 1}, V{1, 1, 1.00000024f}}) {
         rts.setScale(s);
         EXPECT_FALSE(rts.isUniformScale());
@@ -57,24 +61,14 @@ TEST(Transform3Rts, ScaleIsUniformWithinFloatEpsilonOfTheOtherTwo) {
     rts.setScale({3, 3, 3});
     EXPECT_TRUE(rts.isUniformScale());
     EXPECT_FALSE(rts.isIdentity());
-}
 
-// Identity means no rotation flag, unit scale and no translation: setting
-// even the identity quaternion raises the flag.
-TEST(Transform3Rts, IdentityNeedsTheRotationFlagClear) {
-    Rts rts;
-    EXPECT_TRUE(rts.isIdentity());
-    EXPECT_EQ(rts.getInverseMatrix(), M::identity());
-    rts.setTranslation({0, 1, 0});
-    EXPECT_FALSE(rts.isIdentity());
-    rts.setIdentity();
-    EXPECT_TRUE(rts.isIdentity());
+    rts.setScale({1, 1, 1});
     rts.setRotation(Q::identity());
     EXPECT_TRUE(rts.hasRotation());
     EXPECT_FALSE(rts.isIdentity());
     rts.setRotation(Q::fromAxisAngle({0, 1, 0}, 1.0f));
     rts.resetRotation();
-    EXPECT_FALSE(rts.hasRotation());
+    EXPECT_TRUE(rts.isIdentity());
     EXPECT_EQ(rts.getRotation(), Q::identity());
     EXPECT_EQ(rts.getMatrix(), M::identity());
 }
@@ -100,8 +94,10 @@ TEST(Transform3Rts, BinaryFormIsLittleEndianAndRoundTrips) {
     EXPECT_EQ(back.getInverseMatrix(), rts.getInverseMatrix());
 }
 
-TEST(Transform3, ConcatenateAppliesFirstThenSecond) {
-    const Xf first(makeRts({1, 0, 0}, {0, 0, 0.5f}, {2, 1, 1}));
+TEST(Transform3, ConcatenateAppliesFirstThenSecondAndRoundTripsInBinary) {
+    const Rts firstRts = makeRts({1, 0, 0}, {0, 0, 0.5f}, {2, 1, 1});
+    const Xf first(firstRts);
+    EXPECT_EQ(first.getMatrix(), firstRts.getMatrix());
     const Xf second(makeRts({0, 3, 0}, {0.4f, 0, 0}, {1, 1, 5}));
     const Xf both = Xf::concatenate(first, second);
     const V p{0.5f, -1, 2};
@@ -114,13 +110,7 @@ TEST(Transform3, ConcatenateAppliesFirstThenSecond) {
     const V dir{0, 1, 0};
     const V viaMatrix = both.transformVector(dir);
     expectNear(both.getRotation().rotate(dir), viaMatrix / viaMatrix.length());
-}
 
-TEST(Transform3, BinaryRoundTripKeepsMatricesAndRotation) {
-    const Rts rts = makeRts({1, 2, 3}, {0.3f, 0.2f, 0.1f}, {1, 2, 3});
-    const Xf xf(rts);
-    EXPECT_EQ(xf.getMatrix(), rts.getMatrix());
-    const Xf both = Xf::concatenate(xf, Xf(makeRts({-1, 0, 0}, {0, 0.5f, 0}, {2, 2, 2})));
     std::array<unsigned char, Xf::kBinarySize> bytes{};
     both.writeBinary(bytes.data());
     Xf back;
