@@ -55,17 +55,8 @@ TEST_F(VdbFrameTest, HandMadeFrameReadsBackValueByValue) {
         ++filled;
     }
     const Mesh surface = makeBoxMesh(Box3<float>({0.1f, 0.1f, 0.1f}, {0.5f, 0.4f, 0.6f}));
-    VdbFrame frame;
-    frame.nx = nx;
-    frame.ny = ny;
-    frame.nz = nz;
-    frame.origin[0] = 0.05f;
-    frame.origin[1] = 0.05f;
-    frame.origin[2] = 0.05f;
-    frame.voxelSize = 0.1f;
-    frame.fill = fill.data();
-    frame.velocity = velocity.data();
-    frame.surface = &surface;
+    const VdbFrame frame{.nx = nx, .ny = ny, .nz = nz, .origin = {0.05f, 0.05f, 0.05f}, .voxelSize = 0.1f,
+                         .fill = fill.data(), .velocity = velocity.data(), .surface = &surface};
     std::string error;
     ASSERT_TRUE(writeVdbFrame((folder / "frame.vdb").string(), frame, error)) << error;
 

@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <random>
 
 #include "CheckpointFiles.h"
@@ -92,10 +91,6 @@ TEST(Checkpoint, RestoreAndCreateGiveBackEveryCellAndParticle) {
     EXPECT_EQ(particlesOnly.fluid.load_MAC_ParticlesFromCheckPoint(file.path()), Error::RESTORE_DONE);
     expectSameParticles(saved.fluid, particlesOnly.fluid);
     EXPECT_EQ(particlesOnly.fluid.getLiquidCellCount(), 0u);
-
-    // A restored run goes on: the solver takes the restored domain.
-    runSubSteps(restored.solver, restored.fluid, 3);
-    EXPECT_TRUE(liquidStats(restored.fluid).finite);
 }
 
 // A run saved after N sub-steps and resumed in a fresh domain and solver
@@ -134,12 +129,15 @@ TEST(Checkpoint, ExactSectionResumesBitForBit) {
 // The layout as an independent reader sees it.
 TEST(Checkpoint, FileLayoutIsPinnedToTheByte) {
     TempFile file("layout.kvc");
+    const auto setUp = [](SceneFluid& f) {
+        f.setScale({3.5f, 3.5f, 3.5f});
+        f.setResolution(42);
+        f.initialize();
+        f.setMaxSpeed(2.0f);
+        f.setSoundSpeed(1.0f / 1.7320508f);  // velocity range 2
+    };
     SceneFluid fluid;
-    fluid.setScale({3.5f, 3.5f, 3.5f});
-    fluid.setResolution(42);
-    fluid.initialize();
-    fluid.setMaxSpeed(2.0f);
-    fluid.setSoundSpeed(1.0f / 1.7320508f);  // velocity range 2
+    setUp(fluid);
     fluid.refSolverContext().setAddedMass(1.5f);
     fluid.refSolverContext().setLostMass(-2.25f);
     const Vector3<float>& min = fluid.getGrid().getBox().min;
@@ -176,11 +174,7 @@ TEST(Checkpoint, FileLayoutIsPinnedToTheByte) {
     EXPECT_EQ(valueAt<uint32_t>(bytes, at + 9), n * n * n);
 
     SceneFluid back;
-    back.setScale({3.5f, 3.5f, 3.5f});
-    back.setResolution(42);
-    back.initialize();
-    back.setMaxSpeed(2.0f);
-    back.setSoundSpeed(1.0f / 1.7320508f);
+    setUp(back);
     ASSERT_EQ(back.restoreFromCheckPoint(file.path()), Error::RESTORE_DONE);
     const MAC_Particle3& clamped = back.ref_MAC_ParticleSystem().find(1);
     EXPECT_EQ(clamped.position.x, min.x + 0.99988079f);

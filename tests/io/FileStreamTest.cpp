@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <tuple>
 
 #include "CheckpointFiles.h"
 #include "kv_fluids_dyn/io/FileStream.h"
@@ -13,28 +14,16 @@ namespace {
 // the file holds it little-endian whichever class wrote it.
 TEST(FileStreams, ValuesRoundTripLittleEndianThroughEveryClass) {
     TempFile file("streams.bin");
-    const auto writeAll = [](auto& s) {
-        stream::put(s, true);
-        stream::put(s, static_cast<unsigned char>(0xAB));
-        stream::put(s, static_cast<unsigned short>(0x1234));
-        stream::put(s, 0xDEADBEEFu);
-        stream::put(s, -1.5f);
-        stream::put(s, 0.1);
+    using Values = std::tuple<bool, unsigned char, unsigned short, unsigned int, float, double>;
+    const Values values{true, static_cast<unsigned char>(0xAB), static_cast<unsigned short>(0x1234), 0xDEADBEEFu,
+                        -1.5f, 0.1};
+    const auto writeAll = [&values](auto& s) {
+        std::apply([&s](const auto&... v) { (stream::put(s, v), ...); }, values);
     };
-    const auto expectAll = [](auto& s) {
-        bool b = false;
-        unsigned char c = 0;
-        unsigned short h = 0;
-        unsigned int u = 0;
-        float f = 0.0f;
-        double d = 0.0;
-        stream::get(s, b);
-        stream::get(s, c);
-        stream::get(s, h);
-        stream::get(s, u);
-        stream::get(s, f);
-        stream::get(s, d);
-        EXPECT_TRUE(b && c == 0xAB && h == 0x1234 && u == 0xDEADBEEFu && f == -1.5f && d == 0.1);
+    const auto expectAll = [&values](auto& s) {
+        Values back{};
+        std::apply([&s](auto&... v) { (stream::get(s, v), ...); }, back);
+        EXPECT_EQ(back, values);
     };
     // op on a stream of the given kind over the file opened with `mode`.
     const auto withStream = [&file](int kind, const char* mode, const auto& op) {

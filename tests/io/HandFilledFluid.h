@@ -30,7 +30,6 @@ public:
         refGrid().at(i, j, k) = cell;
         return *cell;
     }
-    void placeGas(unsigned int i, unsigned int j, unsigned int k) { placeLiquid(i, j, k, LBM_CELL_EMPTY, 0.0f); }
     void placeSink(unsigned int i, unsigned int j, unsigned int k) { refGrid().at(i, j, k) = acquireSinkCell(); }
 
     void markDirty() { refDirtyFlags().set(VOF_DIRTY); }

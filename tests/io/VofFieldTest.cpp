@@ -56,7 +56,7 @@ TEST(VofField, DeepLiquidIsFlatAndWallsAreGas) {
 TEST(VofField, SurfaceSitesAreSmoothedByDistanceOverTwentySeven) {
     HandFilledFluid fluid(5, 5, 5);
     fluid.placeLiquid(2, 2, 2, LBM_CELL_INTERFACE, 0.5f);
-    fluid.placeGas(3, 2, 2);
+    fluid.placeLiquid(3, 2, 2, LBM_CELL_EMPTY, 0.0f);
     fluid.placeSink(2, 2, 3);
     fluid.rebuildVof();
     EXPECT_EQ(fluid.value(2, 2, 2), kLoneInterface);

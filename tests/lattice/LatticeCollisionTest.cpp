@@ -29,15 +29,19 @@ void expectBits(const ProbeCell& cell, const uint32_t (&expected)[kQ], uint32_t 
 
 // Density and momentum of a cell; in the swapped layout direction i sits in
 // slot opp(i).
-void moments(const ProbeCell& cell, bool swapped, double& rho, Vector3<double>& j) {
-    rho = 0.0;
-    j = {};
+struct Moments {
+    double rho = 0.0;
+    Vector3<double> j;
+};
+Moments moments(const ProbeCell& cell, bool swapped) {
+    Moments m;
     for (unsigned i = 0; i < kQ; ++i) {
         const double f = cell.getPdfAt(swapped ? kOpp[i] : i);
         const Tuple3<int32_t> c = cell.getShifter()[i];
-        rho += f;
-        j += Vector3<double>(c.first * f, c.second * f, c.third * f);
+        m.rho += f;
+        m.j += Vector3<double>(c.first * f, c.second * f, c.third * f);
     }
+    return m;
 }
 
 // Runs operator `op`: 0 BGK, 1 regularised Smagorinsky, 2 the default collision().
@@ -106,14 +110,12 @@ TEST(LatticeCollision, RestStaysAtRestAndDensityAndMomentumAreKeptWithoutForce) 
         for (float nu : {0.001f, 0.02f, 0.5f}) {
             ProbeCell cell;
             loadShearedState(cell);
-            double rho0 = 0.0, rho1 = 0.0;
-            Vector3<double> j0, j1;
-            moments(cell, true, rho0, j0);
+            const Moments before = moments(cell, true);
             collide(cell, op, nu);
-            moments(cell, false, rho1, j1);
-            EXPECT_NEAR(rho1, rho0, 2e-6) << "nu " << nu;
-            for (unsigned k = 0; k < 3; ++k) EXPECT_NEAR(j1[k], j0[k], 2e-6) << "nu " << nu << " axis " << k;
-            EXPECT_FLOAT_EQ(cell.getDensity(), float(rho0));
+            const Moments after = moments(cell, false);
+            EXPECT_NEAR(after.rho, before.rho, 2e-6) << "nu " << nu;
+            for (unsigned k = 0; k < 3; ++k) EXPECT_NEAR(after.j[k], before.j[k], 2e-6) << "nu " << nu << " axis " << k;
+            EXPECT_FLOAT_EQ(cell.getDensity(), float(before.rho));
         }
     }
 }
@@ -139,11 +141,8 @@ TEST(LatticeCollision, BGKHonoursOnlyADownwardForce) {
     const float rho = free.getDensity();
     EXPECT_EQ(falling.getDensity(), rho);
     EXPECT_NEAR(falling.getVelocity().y, free.getVelocity().y - 0.01f / omega / rho, 1e-7f);
-    double rhoAfter = 0.0;
-    Vector3<double> jFree, jFalling;
-    moments(free, false, rhoAfter, jFree);
-    moments(falling, false, rhoAfter, jFalling);
     // After relaxation by omega the momentum has gained exactly force.y.
+    const Vector3<double> jFree = moments(free, false).j, jFalling = moments(falling, false).j;
     EXPECT_NEAR(jFalling.y - jFree.y, -0.01, 1e-6);
     EXPECT_NEAR(jFalling.x, jFree.x, 1e-7);
 }

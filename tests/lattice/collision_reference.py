@@ -1,8 +1,9 @@
 #!/usr/bin/env python3
-"""Expected results of the two collision operators for the fixed states used
-in LatticeCollisionTest.cpp and LatticeCellTest.cpp, computed in single precision: every operation is done in
-double and rounded to float32 at once, which gives the correctly rounded float
-result for +, -, *, / and sqrt. Prints the literals pasted into the test."""
+"""Expected results of the two collision operators and the equilibrium for
+the fixed states used in LatticeCollisionTest.cpp and LatticeCellTest.cpp,
+computed in single precision: every operation is done in double and rounded
+to float32 at once, which gives the correctly rounded float result for +, -,
+*, / and sqrt. Prints the literals pasted into the tests."""
 import math
 import struct
 
