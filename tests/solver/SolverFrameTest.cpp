@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cfloat>
 #include <vector>
 
 #include "SolverTestScene.h"
@@ -20,13 +19,10 @@ TEST(SolverUnits, DerivedFromTheFluidParameters) {
     fluid.setCompressibility(1.0f);
     fluid.setViscosity(1.0f);
     MAC_LBM_Solver3 solver;
-    EXPECT_EQ(solver.getSafeDt(), FLT_MAX);
     solver.attach(fluid);
-    solver.setStep(7);
     solver.initialize(3);
 
     const MAC_LBM_SolverContext3& context = fluid.getSolverContext();
-    EXPECT_EQ(solver.getStep(), 0u);
     EXPECT_EQ(context.getDx(), 1.0f / 16.0f);
     EXPECT_FLOAT_EQ(fluid.getMach(), 0.5f);
     // Viscosity 1 is the top of the range: tau = 1.9.
@@ -34,7 +30,6 @@ TEST(SolverUnits, DerivedFromTheFluidParameters) {
     EXPECT_FLOAT_EQ(context.getLatticeMaxSpeed(), 0.5f / kSqrt3);
     EXPECT_FLOAT_EQ(fluid.getSoundSpeed(), fluid.getMaxSpeed() / 0.5f);
     EXPECT_EQ(context.getCellMass(), 1000.0f / 4096.0f);
-    EXPECT_EQ(solver.getSafeDt(), context.getDt());
 
     // The lowest viscosity maps onto tau = 0.5001.
     fluid.setViscosity(1e-6f);
@@ -53,9 +48,6 @@ TEST(SolverUnits, DerivedFromTheFluidParameters) {
 
 TEST(SolverFrame, WholeSubStepsOnlyAndTheRestIsCarried) {
     MAC_LBM_Solver3 solver;
-    solver.solve(1.0f);
-    EXPECT_EQ(solver.getStep(), 1u) << "solve without fluids still counts";
-
     SceneFluid fluid;
     makeWalledBox(fluid, 6 * 6 * 6);
     solver.attach(fluid);
@@ -75,13 +67,6 @@ TEST(SolverFrame, WholeSubStepsOnlyAndTheRestIsCarried) {
     solver.solve(0.0f);
     EXPECT_EQ(times.subSteps, 4u);
     EXPECT_EQ(solver.getStep(), 5u);
-
-    fluid.refSolverContext().setAddedMass(2.0f);
-    solver.preSolve();
-    EXPECT_EQ(fluid.getSolverContext().getAddedMass(), 0.0f);
-    solver.clear();
-    solver.solve(1.0f);
-    EXPECT_EQ(times.subSteps, 4u);
 }
 
 // A lattice cell that records what the generic stream pass hands it.

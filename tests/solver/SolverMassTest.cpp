@@ -36,11 +36,9 @@ TEST(SolverMass, AKeptMassStaysThroughACollapse) {
     EXPECT_LT(std::fabs(kept.fluid.getSolverContext().getLostMass()), 1e-3f);
 }
 
-// A floor drain empties the tank for good and no liquid rises above where
-// the surface started. Left to the density bookkeeping, the cells' mass may
-// rise by a little where cells fill up (a filled cell's mass jumps to its
-// density), never by more, and what left is counted; kept, the liquid never
-// gains and what it loses is what was drained.
+// A floor drain empties the tank for good, no liquid rising above the start.
+// Plain bookkeeping may gain a little mass as cells fill, and counts what
+// left; kept, the liquid never gains and loses only what was drained.
 void expectTheDrainEmptiesTheTank(bool keptMass) {
     DrainedTank tank(true, 2, keptMass);
     SceneFluid& fluid = tank.fluid;
@@ -67,10 +65,9 @@ TEST(SolverMass, AKeptMassLeavesOnlyThroughTheDrain) { expectTheDrainEmptiesTheT
 
 TEST(SolverDrain, AFloorDrainEmptiesTheTankForGood) { expectTheDrainEmptiesTheTank(false); }
 
-// A spout pouring into a 16^3 tank with a drain in its floor: the level
-// rises until the drain takes nearly all the spout gives. Over the last 100
-// of 400 frames the drain takes over 80 % of what is poured in, and the
-// liquid grows by under a third of what it grew in the first 100.
+// A spout pours into a 16^3 tank with a floor drain: over the last 100 of
+// 400 frames the drain takes over 80 % of the inflow, and the liquid grows by
+// under a third of what it grew in the first 100.
 TEST(SolverMass, APouredTankWithADrainLevelsOff) {
     WalledScene<> tank(16 * 16 * 16, 2);
     SceneFluid& fluid = tank.fluid;

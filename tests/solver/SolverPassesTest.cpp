@@ -1,12 +1,11 @@
 // Single passes of the free-surface solver on hand-built cells: the speed
-// limiter, the density return, relabelling, advection and the generators.
+// limiter, the density return, relabelling, re-seeding and the generators.
 
 #include <gtest/gtest.h>
 
 #include "SolverTestScene.h"
 #include "kv_fluids_dyn/solver/internal/SolverRandom.h"
 #include "kv_fluids_dyn/solver/internal/SpeedLimit.h"
-#include "kv_fluids_dyn/solver/internal/VelocitySampler.h"
 
 namespace kelvar::fluid::test {
 namespace {
@@ -89,34 +88,6 @@ TEST_F(HandCells, LostDensityIsReturnedAShareAtATime) {
     EXPECT_EQ(context.getLostMass(), 0.99f) << "no eligible cell keeps the loss";
 }
 
-TEST_F(HandCells, ParticlesBounceOffSolidsOrStay) {
-    placeLiquid(fluid, 3, 1, 3, LBM_CELL_FLUID);
-    MAC_Particle3 particle;
-    particle.position = siteCentre(3, 1, 3);
-    particle.velocity = Vector3<float>(0.0f, 0.25f, 0.0f);
-
-    // Straight down into the floor: reflected straight up.
-    solver.advectParticle(fluid, Vector3<float>(0.0f, -1.0f, 0.0f), particle);
-    EXPECT_EQ(particle.velocity, Vector3<float>(0.0f, 1.0f, 0.0f));
-    EXPECT_EQ(particle.position, siteCentre(3, 2, 3));
-
-    // With an obstacle above as well, the particle keeps its old state.
-    placeCell(fluid, fluid.acquireSolidCell(), 3, 2, 3);
-    particle.position = siteCentre(3, 1, 3);
-    const MAC_Particle3 before = particle;
-    solver.advectParticle(fluid, Vector3<float>(0.0f, -1.0f, 0.0f), particle);
-    EXPECT_EQ(particle.position, before.position);
-    EXPECT_EQ(particle.velocity, before.velocity);
-
-    // A particle inside a solid is pushed one unit into liquid.
-    const uint32_t id = fluid.ref_MAC_ParticleSystem().createParticle(siteCentre(3, 0, 3), {}, 0, {}).id;
-    solver.updateCellArrays(fluid);
-    solver.advect_MAC_Particles(1, fluid);
-    const MAC_Particle3& pushed = fluid.ref_MAC_ParticleSystem().find(id);
-    EXPECT_EQ(pushed.position, siteCentre(3, 1, 3));
-    EXPECT_EQ(pushed.velocity, Vector3<float>(0.0f, 1.0f, 0.0f));
-}
-
 // A pool of still liquid three cells deep with eight particles per cell.
 class Relabel : public HandCells {
 protected:
@@ -183,33 +154,8 @@ TEST_F(Relabel, CellsFollowTheParticles) {
     EXPECT_TRUE(liquidAt(fluid, 2, 1, 2)->getFlags().test(MAC_FLAG_NEIGHBOUR_MARK));
 }
 
-TEST_F(Relabel, SurroundedNewCellsFillAndSinksTakeTheirParticles) {
-    // Empty the site above (3, 1, 3) so that a particle dropped into the
-    // hole finds every neighbour present.
-    removeParticlesIn(3, 2, 3);
-    solver.label(2, fluid.refSolverContext(), fluid);
-    ASSERT_EQ(at(3, 2, 3), nullptr);
-    addParticle(siteCentre(3, 2, 3));
-    placeCell(fluid, fluid.acquireSinkCell(), 6, 4, 6);
-    addParticle(siteCentre(6, 4, 6));
-    const uint32_t particles = particleCount();
-    solver.updateCellArrays(fluid);
-
-    solver.label(2, fluid.refSolverContext(), fluid);
-
-    const LBM_Q19_MAC_Cell3F* refilled = liquidAt(fluid, 3, 2, 3);
-    ASSERT_NE(refilled, nullptr);
-    EXPECT_EQ(refilled->getType(), LBM_CELL_FLUID);
-    EXPECT_EQ(refilled->getMass(), refilled->getDensity());
-    EXPECT_EQ(refilled->getEpsilon(), 1.0f);
-    EXPECT_EQ(particleCount(), particles - 1) << "the sink deletes";
-    EXPECT_EQ(at(6, 3, 6)->getType(), LBM_CELL_INTERFACE);
-}
-
-// Each step of a relabelling reads the neighbours' types as the steps
-// before it left them: cells created, emptied, turned into surface and
-// filled in the same call. Created cells take the pooled cells in grid
-// order, whatever the thread count.
+// Each step of a relabelling sees the types the steps before it set; created
+// cells take the pooled cells in grid order, whatever the thread count.
 TEST_F(Relabel, EachStepSeesTheTypesTheStepsBeforeItSet) {
     // Every empty site above the surface cell (3, 3, 3) gains a particle.
     const unsigned above[5][3] = {{2, 4, 3}, {3, 4, 2}, {3, 4, 3}, {3, 4, 4}, {4, 4, 3}};
@@ -268,33 +214,10 @@ TEST_F(Relabel, ParticlesOutsideTheLiquidAreReseededIntoItsDepth) {
     EXPECT_EQ(particleCount(), particles) << "no deep cell: deleted";
 }
 
-TEST_F(Relabel, AdvectionSamplesExactlyAsTheFluidDoes) {
-    // Give every liquid cell its own velocity, then compare bit for bit at
-    // points inside, on the faces of and around the liquid.
-    for (LBM_Q19_MAC_Cell3F* cell : fluid.refArrLiquidCells()) {
-        const float i = float(cell->getGridMonoindex());
-        cell->setVelocity(Vector3<float>(std::sin(i) * 0.01f, std::cos(i) * 0.02f, std::sin(0.5f * i) * 0.03f));
-    }
-    const VelocitySampler sample(fluid.getGrid());
-    const Vector3<float>& o = fluid.getGrid().getBox().min;
-    SolverRand random;
-    for (int n = 0; n < 20000; ++n) {
-        const Vector3<float> p(o.x - 0.5f + 9.0f * float(random()) / 32767.0f,
-                               o.y - 0.5f + 9.0f * float(random()) / 32767.0f,
-                               o.z + float(random() % 9));  // whole values hit the box faces
-        const Vector3<float> expected = fluid.evalVelocityAt(p);
-        const Vector3<float> got = sample(p);
-        for (unsigned a = 0; a < 3; ++a)
-            ASSERT_EQ(std::bit_cast<uint32_t>(got[a]), std::bit_cast<uint32_t>(expected[a])) << n << " axis " << a;
-    }
-}
-
-TEST(SolverKernels, SplineValuesAndZeroNormal) {
+TEST(SolverKernels, SplineValues) {
     PassSolver solver;
     const float cases[][2] = {{0.0f, 1.0f}, {1.0f, 0.25f}, {1.5f, 0.03125f}, {2.0f, 0.0f}, {-0.1f, 0.0f}, {2.1f, 0.0f}};
     for (const auto& c : cases) EXPECT_EQ(solver.SPHKernel(c[0]), c[1]) << c[0];
-    SceneFluid fluid;
-    EXPECT_EQ(solver.computeNormal(fluid, 0, 0, 0), Vector3<double>());
 }
 
 TEST(SolverRandomness, GeneratorsFollowTheirRecurrences) {

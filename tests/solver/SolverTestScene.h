@@ -26,8 +26,6 @@ struct SceneFluid : MAC_LBM_Fluid3 {
 // A solver whose passes the tests run one at a time.
 struct PassSolver : MAC_LBM_Solver3 {
     using MAC_LBM_Solver3::advect_MAC_Particles;
-    using MAC_LBM_Solver3::advectParticle;
-    using MAC_LBM_Solver3::computeNormal;
     using MAC_LBM_Solver3::computeRhoAndMass;
     using MAC_LBM_Solver3::computeRhoInfo;
     using MAC_LBM_Solver3::distributeRho;
@@ -43,8 +41,7 @@ using Index3 = Tuple3<unsigned int>;
 // Physical set-up shared by the scenes: a 1 m box, 1000 kg/m^3, gravity.
 inline constexpr float kGravity = 9.81f;
 
-// A walled cubic box of about `requested` cells, parameters set, grid empty
-// but for the walls. The solver is not attached.
+// A walled cubic box of about `requested` cells, no solver attached.
 inline void makeWalledBox(SceneFluid& fluid, unsigned int requested) {
     fluid.setLargestLength(1.0f);
     fluid.setDensity(1000.0f);
@@ -56,8 +53,7 @@ inline void makeWalledBox(SceneFluid& fluid, unsigned int requested) {
     fluid.setDomainBoundaryCells();
 }
 
-// A walled box of about `requested` cells with its solver attached and
-// initialised on `threads` workers.
+// The same with its solver initialised on `threads` workers.
 template <class Solver = MAC_LBM_Solver3>
 struct WalledScene {
     WalledScene(unsigned int requested, unsigned int threads) {
@@ -93,10 +89,8 @@ inline const LBM_Q19_MAC_Cell3F* liquidAt(const MAC_LBM_Fluid3& fluid, unsigned 
     return static_cast<const LBM_Q19_MAC_Cell3F*>(fluid.getGrid().at(i, j, k));
 }
 
-// Liquid cells at rest over the block [lo, hi) with eight marker particles
-// each at the centres of their 2x2x2 sub-cells; cells next to a site without
-// a cell become interface cells, the others fluid cells. Every cell gets the
-// body force `force` (lattice units).
+// Liquid cells at rest with body force `force` over [lo, hi), eight particles
+// each at their sub-cell centres; cells beside an empty site are interface.
 inline void fillBlock(SceneFluid& fluid, const Index3& lo, const Index3& hi, const Vector3<float>& force) {
     auto& grid = fluid.refGrid();
     const Vector3<float>& origin = grid.getBox().min;
@@ -224,8 +218,7 @@ inline uint64_t hashState(const MAC_LBM_Fluid3& fluid) {
         add(uint32_t(cell->getFlags().get()));
         add(cell->getGridMonoindex());
     }
-    // Pointer order in the pool does not depend on threads, but sort anyway
-    // so that the hash only sees the particles themselves.
+    // In id order, so that the hash sees only the particles themselves.
     const auto& particles = fluid.get_MAC_ParticleSystem().getParticlesArray();
     std::vector<const MAC_Particle3*> sorted(particles.begin(), particles.end());
     std::sort(sorted.begin(), sorted.end(),
