@@ -65,6 +65,5 @@ separate_arguments(pc_flags UNIX_COMMAND "${pc_flags}")
 separate_arguments(san_flags UNIX_COMMAND "${KV_SANITIZE_FLAGS}")
 get_filename_component(libdir ${pc_dir} DIRECTORY)
 kv_run("compile with pkg-config flags" ${KV_CXX_COMPILER} ${san_flags} ${KV_CONSUMER_SOURCE}/main.cpp
-  ${KV_CONSUMER_SOURCE}/ExportedClasses.cpp
   ${pc_flags} -Wl,-rpath,${libdir} -o ${KV_WORK_DIR}/kv_consumer_pc)
 kv_run("run pkg-config consumer" ${KV_WORK_DIR}/kv_consumer_pc)

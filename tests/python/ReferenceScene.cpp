@@ -31,19 +31,10 @@ bool writeVector(const std::filesystem::path& path, const std::vector<T>& values
     return writeRaw(path, values.data(), values.size() * sizeof(T));
 }
 
-bool readOrFail(const char* path, Mesh& mesh) {
-    std::string error;
-    if (readMesh(path, mesh, error)) return true;
-    std::fprintf(stderr, "kv_python_reference: %s\n", error.c_str());
-    return false;
-}
-
 // The frame's figures, in the record the test packs with struct "<IIdd".
 struct StatsRecord {
-    uint32_t cells = 0;
-    uint32_t subSteps = 0;
-    double mass = 0.0;
-    double drained = 0.0;
+    uint32_t cells = 0, subSteps = 0;
+    double mass = 0.0, drained = 0.0;
 };
 
 StatsRecord frameStats(const MAC_LBM_Fluid3& fluid, float accumulatorBefore, float frameTime) {
@@ -58,7 +49,7 @@ StatsRecord frameStats(const MAC_LBM_Fluid3& fluid, float accumulatorBefore, flo
     return record;
 }
 
-bool writeResults(const MAC_LBM_Fluid3& fluid, MAC_LBM_Fluid3& mutableFluid, const std::filesystem::path& out) {
+bool writeResults(MAC_LBM_Fluid3& fluid, const std::filesystem::path& out) {
     const auto& grid = fluid.getGrid();
     std::vector<float> fill, velocity;
     for (unsigned i = 0; i < grid.getNx(); ++i)
@@ -71,18 +62,18 @@ bool writeResults(const MAC_LBM_Fluid3& fluid, MAC_LBM_Fluid3& mutableFluid, con
                 const Vector3<float> v = fluid.gridToWorldVelocity(fluid.getVelocityAt(i, j, k));
                 velocity.insert(velocity.end(), {v.x, v.y, v.z});
             }
-    mutableFluid.refDirtyFlags().set(MAC_LBM_Fluid3::VOF_DIRTY);
-    mutableFluid.compute_VOF_Field();
+    fluid.refDirtyFlags().set(MAC_LBM_Fluid3::VOF_DIRTY);
+    fluid.compute_VOF_Field();
     const Array<float>& vof = fluid.get_VOF_Field().getValues();
     const std::vector<float> vofValues(vof.data(), vof.data() + fluid.get_VOF_Field().voxelCount());
 
     // Particles packed field by field: id, position, velocity, source id, uv.
     std::vector<unsigned char> particles;
+    const auto append = [&](const void* data, std::size_t bytes) {
+        particles.insert(particles.end(), static_cast<const unsigned char*>(data),
+                         static_cast<const unsigned char*>(data) + bytes);
+    };
     for (const MAC_Particle3& p : fluid.get_MAC_ParticleSystem()) {
-        const auto append = [&](const void* data, std::size_t bytes) {
-            const auto* begin = static_cast<const unsigned char*>(data);
-            particles.insert(particles.end(), begin, begin + bytes);
-        };
         append(&p.id, 4);
         append(&p.position, 12);
         append(&p.velocity, 12);
@@ -103,12 +94,13 @@ bool writeResults(const MAC_LBM_Fluid3& fluid, MAC_LBM_Fluid3& mutableFluid, con
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc != 7) {
-        std::fprintf(stderr, "usage: %s EMITTER OBSTACLE SINK OUTPUT_DIR FRAMES THREADS\n", argv[0]);
+    Mesh emitter, obstacle, sink;
+    std::string error;
+    if (argc != 7 || !readMesh(argv[1], emitter, error) || !readMesh(argv[2], obstacle, error) ||
+        !readMesh(argv[3], sink, error)) {
+        std::fprintf(stderr, "usage: %s EMITTER OBSTACLE SINK OUTPUT_DIR FRAMES THREADS\n%s\n", argv[0], error.c_str());
         return 2;
     }
-    Mesh emitter, obstacle, sink;
-    if (!readOrFail(argv[1], emitter) || !readOrFail(argv[2], obstacle) || !readOrFail(argv[3], sink)) return 2;
     const std::filesystem::path out = argv[4];
     const int frames = std::atoi(argv[5]);
     const unsigned threads = unsigned(std::atoi(argv[6]));
@@ -146,7 +138,7 @@ int main(int argc, char** argv) {
         solver.postSolve();
         stats.push_back(frameStats(fluid, before, frameTime));
     }
-    if (!writeVector(out / "stats.bin", stats) || !writeResults(fluid, fluid, out)) {
+    if (!writeVector(out / "stats.bin", stats) || !writeResults(fluid, out)) {
         std::fprintf(stderr, "kv_python_reference: cannot write into %s\n", out.string().c_str());
         return 1;
     }
