@@ -1,9 +1,7 @@
 // A long fuzz run of the checkpoint and proxy readers, outside the default
 // test run: mutated copies of a valid checkpoint (plain and exact, in turn)
-// and proxy (random bytes changed, inserted, removed, or the file cut), each
-// restored into a fresh domain. Any crash or sanitizer report fails the run,
-// and so does a refused file that changed the domain. Build it under the
-// sanitizers to make it count:
+// and proxy restored into a fresh domain. A crash, a sanitizer report or a
+// refused file that changed the domain fails it. Build it sanitized:
 //
 //   cmake --build build-asan --target kv_io_checkpoint_fuzz
 //   build-asan/tests/io/kv_io_checkpoint_fuzz 100000 [seed]

@@ -99,8 +99,7 @@ TEST(Checkpoint, RestoreAndCreateGiveBackEveryCellAndParticle) {
 TEST(Checkpoint, ExactSectionResumesBitForBit) {
     constexpr unsigned kBefore = 12, kAfter = 10;
     for (unsigned threads : {1u, 2u}) {
-        TempFile exactFile("exact.kvc");
-        TempFile plainFile("plain.kvc");
+        TempFile exactFile("exact.kvc"), plainFile("plain.kvc");
         WalledScene<> run(10 * 10 * 10, threads);
         fillBlock(run.fluid, {1, 1, 1}, {5, 6, 9}, latticeGravity(run.fluid));
         run.fluid.setAcceleration(Vector3<float>(0.0f, -kGravity, 0.0f));

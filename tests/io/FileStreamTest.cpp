@@ -46,24 +46,5 @@ TEST(FileStreams, ValuesRoundTripLittleEndianThroughEveryClass) {
     }
 }
 
-// The endian stream moves values only through the typed functions: through
-// the base interface it writes nothing. An external file stays open.
-TEST(FileStreams, EndianBufferCallsDoNothingAndExternalFilesStayOpen) {
-    TempFile file("external.bin");
-    std::FILE* f = std::fopen(file.path().c_str(), "wb");
-    ASSERT_NE(f, nullptr);
-    {
-        FileStreamEndian endian;
-        endian.file = f;
-        endian.externalFile = true;
-        FileStreamBase& base = endian;
-        const unsigned int value = 7;
-        base.write(&value, sizeof value);
-    }
-    EXPECT_EQ(std::fputc('x', f), 'x') << "the file is still open";
-    std::fclose(f);
-    EXPECT_EQ(file.bytes(), "x");
-}
-
 }  // namespace
 }  // namespace kelvar::fluid::test

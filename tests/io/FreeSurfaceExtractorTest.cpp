@@ -54,13 +54,6 @@ protected:
     static int abortAtOnce() { ++calls; return 1; }
     static int neverAbort() { ++calls; return 0; }
 
-    // A mesh that must survive a refused extraction.
-    static Mesh marker() {
-        Mesh mesh;
-        mesh.addTriangle(mesh.addVertex({0, 0, 0}), mesh.addVertex({1, 0, 0}), mesh.addVertex({0, 1, 0}));
-        return mesh;
-    }
-
     static inline int calls = 0;
     HandFilledFluid fluid;
     double liquidVolume = 0.0;
@@ -106,7 +99,10 @@ TEST_F(RestingBlock, ResamplingAtTheCellSizeReproducesTheDirectSurface) {
 }
 
 TEST_F(RestingBlock, AbortOrOversizedResamplingReturnsZeroAndKeepsTheMesh) {
-    Mesh mesh = marker();
+    // A mesh that must survive a refused extraction.
+    Mesh mesh;
+    mesh.addTriangle(mesh.addVertex({0, 0, 0}), mesh.addVertex({1, 0, 0}), mesh.addVertex({0, 1, 0}));
+    const Array<Vector3<float>> vertices = mesh.getVertices();
     calls = 0;
     EXPECT_EQ(extract(fluid, 0.0f, false, 1.0f, true, 0, mesh, &abortAtOnce), 0u);
     EXPECT_EQ(calls, 1);
@@ -116,7 +112,7 @@ TEST_F(RestingBlock, AbortOrOversizedResamplingReturnsZeroAndKeepsTheMesh) {
     for (const float size : {1e-9f, 1e-3f, 0.0f})
         EXPECT_EQ(extract(fluid, 0.0f, false, size, true, 0, mesh, &neverAbort), 0u) << size;
     EXPECT_EQ(calls, 0);
-    EXPECT_TRUE(sameElements(mesh.getVertices(), marker().getVertices()));
+    EXPECT_TRUE(sameElements(mesh.getVertices(), vertices));
     EXPECT_EQ(mesh.triangleCount(), 1u);
 }
 

@@ -116,7 +116,6 @@ TEST(LatticeFreeSurface, WallsBounceBackWithTheMovingWallTerm) {
     LBM_SolidCell3<float> corner11 = wall(0.0, {0.0f, 0.0f, -0.25f});
     const Neighbours n = around({{1, &right}, {4, &below}, {5, &front}, {10, &corner10}, {11, &corner11}});
     const ProbeCell before = cell;
-    const ProbeCell belowBefore = below;
     cell.streamPassFluid(n);
     EXPECT_EQ(cell.getPdfAt(1), before.getPdfAt(1));  // solids are skipped by the swap
     cell.streamPassSolid(n);
@@ -127,7 +126,7 @@ TEST(LatticeFreeSurface, WallsBounceBackWithTheMovingWallTerm) {
     EXPECT_NEAR(cell.getPdfAt(11), before.getPdfAt(11) + 0.25f / 6.0f, 1e-7f);
     // Row 10 lists no mirror pair: +x-y along the +x wall is left alone.
     EXPECT_EQ(cell.getPdfAt(10), before.getPdfAt(10));
-    EXPECT_EQ(below.getPdfAt(9), belowBefore.getPdfAt(9));
+    EXPECT_EQ(below.getPdfAt(9), liquid(LBM_CELL_FLUID, 3.0f).getPdfAt(9));
 }
 
 TEST(LatticeFreeSurface, DiagonalsSlideAlongFreeSlipWalls) {
@@ -213,23 +212,6 @@ TEST(LatticeFreeSurface, MassExchangeClampsAfterEveryExistingNeighbour) {
     EXPECT_EQ(cell.getMass(), 1.0f);
 }
 
-TEST(LatticeFreeSurface, AddDensityRescalesByTheEquilibriumRatio) {
-    ProbeCell cell = liquid(LBM_CELL_FLUID);
-    cell.setVelocity({0.03f, 0.01f, -0.02f});
-    const ProbeCell before = cell;
-    cell.addDensity(0.0f, 1);
-    for (unsigned i = 0; i < kQ; ++i) EXPECT_EQ(cell.getPdfAt(i), before.getPdfAt(i));
-    EXPECT_EQ(cell.getDensity(), cell.sumOfSlots());
-
-    // At rest the equilibrium ratio is the density ratio in every direction.
-    ProbeCell rest;
-    rest.initialize();
-    const float ratio = (0.3f / 3.0f + rest.getDensity()) / rest.getDensity();
-    rest.addDensity(0.3f, 3);
-    for (unsigned i = 0; i < kQ; ++i) EXPECT_FLOAT_EQ(rest.getPdfAt(i), rest.getWeights()[i] * ratio) << i;
-    EXPECT_FLOAT_EQ(rest.getDensity(), 1.1f);
-}
-
 TEST(LatticeFreeSurface, NeighbourAveragesSkipGasNewCellsAndTheLastEntry) {
     ProbeCell a = liquid(LBM_CELL_FLUID);
     ProbeCell b = liquid(LBM_CELL_INTERFACE);
@@ -286,18 +268,4 @@ TEST(LatticeFreeSurface, FreeSlipVelocityMirrorsTheBestFacingAxisNeighbour) {
     EXPECT_FALSE(self.getVelocityAtFreeSlipCell(cells, {0.0f, 0.0f, 1.0f}, result));
     below.setType(LBM_CELL_EMPTY);
     EXPECT_FALSE(self.getVelocityAtFreeSlipCell(cells, {0.0f, -1.0f, 0.0f}, result));
-}
-
-TEST(LatticeFreeSurface, EmptyingKeepsTheDistributionsAndClearsTheRest) {
-    ProbeCell cell = liquid(LBM_CELL_INTERFACE);
-    cell.setMass(0.3f);
-    cell.setDensity(1.2f);
-    cell.setEpsilon(0.25f);
-    cell.setVelocity({0.1f, 0.1f, 0.1f});
-    const ProbeCell before = cell;
-    cell.setEmpty();
-    EXPECT_EQ(cell.getType(), LBM_CELL_EMPTY);
-    EXPECT_EQ(cell.getVelocity(), Vector3<float>());
-    EXPECT_EQ(cell.getDensity() + cell.getMass() + cell.getEpsilon(), 0.0f);
-    for (unsigned i = 0; i < kQ; ++i) EXPECT_EQ(cell.getPdfAt(i), before.getPdfAt(i));
 }

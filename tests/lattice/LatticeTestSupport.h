@@ -27,11 +27,6 @@ struct ProbeCell : LBM_Q19_MAC_Cell3F {
 };
 
 // 19 empty neighbour entries (no cell anywhere).
-inline LBM_Q19_MAC_Cell3F::Neighbours noNeighbours() {
-    LBM_Q19_MAC_Cell3F::Neighbours n;
-    n.resize(kQ);
-    for (unsigned i = 0; i < kQ; ++i) n[i] = nullptr;
-    return n;
-}
+inline LBM_Q19_MAC_Cell3F::Neighbours noNeighbours() { return LBM_Q19_MAC_Cell3F::Neighbours(kQ); }
 
 }  // namespace kelvar::fluid::test

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <atomic>
 #include <thread>
+#include <utility>
 
 #include "kv_basic/Array.h"
 #include "kv_basic/Tuple.h"
@@ -49,13 +50,11 @@ TEST(RunParallel, EveryElementOnceByItsWorkerInAscendingOrder) {
     for (unsigned int threads : {0u, 1u, 3u}) {
         const unsigned int workers = std::max(threads, 1u);
         Array<Array<uint32_t>> visited(workers);
-        runParallelIndices(
-            count,
-            [&](unsigned int t, uint32_t i) {
-                ASSERT_LT(t, workers);
-                visited[t].push_back(i);
-            },
-            threads);
+        const auto visit = [&](unsigned int t, uint32_t i) {
+            ASSERT_LT(t, workers);
+            visited[t].push_back(i);
+        };
+        runParallelIndices(count, visit, threads);
         for (uint32_t t = 0; t < workers; ++t) {
             const WorkRange r = splitWork(count, workers, t);
             ASSERT_EQ(visited[t].size(), r.count) << threads << " threads";
@@ -69,10 +68,9 @@ TEST(RunParallel, EachPassSeesEveryWriteOfThePreviousOne) {
     // another worker: a missing barrier gives a wrong sum and a data race
     // under ThreadSanitizer.
     const uint32_t n = 64;
-    Array<uint64_t> a = filled<uint64_t>(n, 0), b = filled<uint64_t>(n, 0);
+    Array<uint64_t> a = filled<uint64_t>(n, 0), b = a;
     for (uint32_t i = 0; i < n; ++i) a[i] = i;
-    Array<uint64_t>* from = &a;
-    Array<uint64_t>* to = &b;
+    Array<uint64_t> *from = &a, *to = &b;
     const int passes = 2000;
     for (int pass = 0; pass < passes; ++pass) {
         runParallelIndices(n, [&](unsigned int, uint32_t i) { (*to)[i] = (*from)[(i + 17) % n] + 1; }, 4u);
@@ -88,9 +86,8 @@ TEST(RunParallel, PerThreadScratchMergedInThreadOrderKeepsArrayOrder) {
         Array<Tuple3<unsigned int>> coordinates;
         for (unsigned int i = 0; i < 500; ++i) coordinates.push_back({i, i * 2, i * 3});
         Array<Array<unsigned int>> scratch(threads);
-        const Array<Tuple3<unsigned int>>& readOnly = coordinates;
         runParallel(
-            readOnly,
+            std::as_const(coordinates),
             [&](unsigned int t, const Tuple3<unsigned int>& c) {
                 if (c.first % 3 == 0) scratch[t].push_back(c.third);
             },
@@ -120,25 +117,18 @@ TEST(RunParallel, IndependentLaunchersAndNestedPassesDoNotBlockEachOther) {
 
     // A pass started from inside a pass, on the launcher's own range too.
     std::atomic<uint32_t> inner{0};
-    runParallelIndices(
-        4,
-        [&](unsigned int, uint32_t) {
-            runParallelIndices(10, [&](unsigned int, uint32_t) { inner.fetch_add(1); }, 2u);
-        },
-        2u);
+    const auto count = [&](unsigned int, uint32_t) { inner.fetch_add(1); };
+    runParallelIndices(4, [&](unsigned int, uint32_t) { runParallelIndices(10, count, 2u); }, 2u);
     EXPECT_EQ(inner.load(), 40u);
 }
 
-struct Probe {
-    Thread* self = nullptr;
-    std::atomic<unsigned int> seenInside{99};
-    std::atomic<bool> release{false};
-};
-
 TEST(Thread, StateGoesCreatedRunningFinishedJoined) {
     Thread thread;
-    Probe probe;
-    probe.self = &thread;
+    struct Probe {
+        Thread* self;
+        std::atomic<unsigned int> seenInside{99};
+        std::atomic<bool> release{false};
+    } probe{&thread};
     EXPECT_EQ(thread.getState(), Thread::Created);
     thread.start(
         [](void* argument) -> unsigned int {
