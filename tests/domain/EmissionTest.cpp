@@ -36,7 +36,6 @@ TEST(DomainEmission, BoxMakesInterfaceAndFluidCellsWithEightParticlesEach) {
     fluid.setFluidCells(scene.mesh, velocity, 0.0f, 3, 42);
     const auto counts = countTypes(fluid);
     EXPECT_TRUE(counts[LBM_CELL_INTERFACE] == 5 * 4 * 3 - 6 && counts[LBM_CELL_FLUID] == 6 && counts[1] == 1000 - 60);
-    EXPECT_TRUE(liquidAt(fluid, 2, 1, 3).isInterface() && liquidAt(fluid, 6, 4, 5).isInterface());
     const LBM_Q19_MAC_Cell3F& inner = liquidAt(fluid, 5, 3, 4);
     EXPECT_TRUE(inner.getType() == LBM_CELL_FLUID && inner.getMass() == inner.getDensity() &&
                 inner.getVelocity() == fluid.worldToGridVelocity(velocity));

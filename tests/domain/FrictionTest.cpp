@@ -8,27 +8,6 @@
 namespace kelvar::fluid {
 namespace {
 
-// A texture keeps the constant; the table keeps the first record of an id
-// and leaves the output alone for a missing one.
-TEST(Friction, RecordsAndTheTableKeepTheFirstRecordOfAnId) {
-    Image image;
-    ASSERT_TRUE(image.create(2, 2, 8, 1));
-    FrictionData data;
-    data.set(0.3f);
-    data.set(image, 0.0f, 1.0f);
-    FrictionData other;
-    other.set(0.9f);
-    FrictionTable table;
-    EXPECT_TRUE(table.insert(4, data));
-    EXPECT_FALSE(table.insert(4, other));
-    FrictionData out;
-    ASSERT_TRUE(table.find(4, out));
-    EXPECT_TRUE(!out.isConstant() && out.getConstant() == 0.3f && &out.getTexture() == &image);
-    out.set(0.5f);
-    EXPECT_FALSE(table.find(5, out));
-    EXPECT_TRUE(out.isConstant() && out.getConstant() == 0.5f);
-}
-
 // A 4 x 4 texture whose first column holds 255 in row 0 and 0 elsewhere,
 // with 128 at the first texel of row 1 (where column 4 of row 0 reads).
 TEST(Friction, TextureColumnsWrapOverOnePastTheLast) {
@@ -50,7 +29,8 @@ TEST(Friction, TextureColumnsWrapOverOnePastTheLast) {
 }
 
 // Two faces in a cell: a constant 1 and a texture face whose plane the cell
-// centre projects outside of; the texture face still counts.
+// centre projects outside of; the texture face still counts. The table keeps
+// the first record of an id.
 TEST(Friction, CellsAverageTheirFacesAndMissedFacesDilute) {
     Mesh mesh = makeBoxMesh(Box3<float>({0.0f, 0.0f, 0.0f}, {1.0f, 1.0f, 1.0f}));
     Array<FacePlanes> faces;
@@ -62,8 +42,8 @@ TEST(Friction, CellsAverageTheirFacesAndMissedFacesDilute) {
     constant.set(1.0f);
     FrictionData texture;
     texture.set(image, 0.0f, 1.0f);
-    table.insert(1, constant);
-    table.insert(2, texture);
+    EXPECT_TRUE(table.insert(1, constant) && table.insert(2, texture));
+    EXPECT_FALSE(table.insert(1, texture));
     MAC_LBM_Fluid3 fluid;
 
     const FrictionEvaluator evaluator(fluid, mesh, table, &faces);
@@ -71,6 +51,10 @@ TEST(Friction, CellsAverageTheirFacesAndMissedFacesDilute) {
     EXPECT_EQ(evaluator.evaluate({{1, 0}, {2, 0}}, farCell), 0.5f);
     EXPECT_EQ(evaluator.evaluate({{1, 0}, {1, 1}}, farCell), 1.0f);
     EXPECT_EQ(evaluator.evaluate({}, farCell), 0.0f);
+    FrictionData out;
+    out.set(0.5f);
+    EXPECT_FALSE(table.find(5, out));
+    EXPECT_TRUE(out.isConstant() && out.getConstant() == 0.5f) << "a missing id leaves the output alone";
     EXPECT_EQ(FrictionEvaluator(fluid, mesh, table, nullptr).evaluate({{1, 0}}, farCell), 0.0f)
         << "no per-face data";
 }

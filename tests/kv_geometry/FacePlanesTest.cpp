@@ -20,12 +20,9 @@ TEST(FacePlanes, PlanesClassifyPointsAndWeightsInterpolateTextureCoordinates) {
     const FacePlanes& f = planes[0];
     EXPECT_EQ(f.face.normal, Vector3<float>(0, 0, 1));
     EXPECT_EQ(f.face.distance({5, 5, 3}), 3.0f);
-    EXPECT_TRUE(f.contains({0.5f, 0.5f, 0}));
-    EXPECT_TRUE(f.contains({1, 1, 0}));  // on the hypotenuse
-    EXPECT_TRUE(f.contains({0, 0, 0}));  // a corner
-    EXPECT_FALSE(f.contains({1.1f, 1.0f, 0}));
-    EXPECT_FALSE(f.contains({-0.1f, 0.5f, 0}));
-    EXPECT_FALSE(planes[1].contains({0, 0, 0}));
+    // Inside, on the hypotenuse and at a corner; not past the edges nor in the collapsed face.
+    EXPECT_TRUE(f.contains({0.5f, 0.5f, 0}) && f.contains({1, 1, 0}) && f.contains({0, 0, 0}));
+    EXPECT_FALSE(f.contains({1.1f, 1.0f, 0}) || f.contains({-0.1f, 0.5f, 0}) || planes[1].contains({0, 0, 0}));
     EXPECT_EQ(barycentric(mesh, 1, {0, 0, 0}), Vector3<float>());
 
     EXPECT_EQ(barycentric(mesh, 0, {0.5f, 0.5f, 7.0f}), Vector3<float>(0.5f, 0.25f, 0.25f));  // projected

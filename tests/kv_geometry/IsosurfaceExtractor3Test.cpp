@@ -34,9 +34,7 @@ TEST(IsosurfaceExtractor3, SphereIsClosedOrientedWithOutwardNormalsAndTheRightVo
     const Vector3<float> centre(0.3f, -0.2f, 0.1f);
     const Field f = sphereField(64, radius, centre);
     Mesh mesh;
-    const unsigned long triangles = extractOpen(f, mesh, 0.0f, IsosurfaceExtractor3::kOptionNormals);
-    EXPECT_EQ(triangles, mesh.triangleCount());
-    ASSERT_GT(triangles, 1000u);
+    ASSERT_GT(extractOpen(f, mesh, 0.0f, IsosurfaceExtractor3::kOptionNormals), 1000u);
     const test::Topology topology = test::checkTopology(mesh);
     EXPECT_TRUE(topology.closedAndConsistent());
     EXPECT_EQ(topology.degenerateTriangles, 0u);
@@ -59,7 +57,7 @@ TEST(IsosurfaceExtractor3, SphereIsClosedOrientedWithOutwardNormalsAndTheRightVo
 
 // A capped block reaches half a spacing beyond the box, with sharp edges and
 // corners where capped faces meet; without the switches nothing closes.
-TEST(IsosurfaceExtractor3, FullFlatAndTouchingBlocksAreCappedHalfASpacingOutsideTheBox) {
+TEST(IsosurfaceExtractor3, FullAndFlatBlocksAreCappedHalfASpacingOutsideTheBox) {
     Field f({10, 7, 5}, {1.0f, 1.0f, 2.0f});
     for (float& v : f.refValues()) v = -0.5f;
     Mesh mesh;
@@ -77,20 +75,6 @@ TEST(IsosurfaceExtractor3, FullFlatAndTouchingBlocksAreCappedHalfASpacingOutside
     EXPECT_GT(extractAllClosed(flat, mesh, 0.5f), 0u);
     EXPECT_TRUE(test::checkTopology(mesh).closedAndConsistent());
     EXPECT_NEAR(mesh.volume(), 64.0, 0.064);
-
-    // A block over x in [-0.5, 4.5], y [-0.5, 11.5], z [3.5, 11.5] in voxel
-    // units; the step between -1 and 1 voxels bevels its edges inside the field.
-    Field block({12, 12, 12}, {1, 1, 1});
-    for (unsigned i = 0; i < 12; ++i)
-        for (unsigned j = 0; j < 12; ++j)
-            for (unsigned k = 0; k < 12; ++k) block.at(i, j, k) = (i < 5 && k > 3) ? -1.0f : 1.0f;
-    extractAllClosed(block, mesh, 0.0f);
-    EXPECT_TRUE(test::checkTopology(mesh).closedAndConsistent());
-    EXPECT_LT(mesh.volume(), 5.0 * 12.0 * 8.0);
-    EXPECT_GT(mesh.volume(), 0.98 * 5.0 * 12.0 * 8.0);
-    extractOpen(block, mesh, 0.0f);
-    EXPECT_GT(test::checkTopology(mesh).openOrNonManifoldEdges, 0u);
-    EXPECT_EQ(test::checkTopology(mesh).repeatedDirectedEdges, 0u);
 }
 
 TEST(IsosurfaceExtractor3, NoiseWithValuesOnTheIsoLevelStaysManifoldAndNonDegenerate) {
@@ -105,11 +89,6 @@ TEST(IsosurfaceExtractor3, NoiseWithValuesOnTheIsoLevelStaysManifoldAndNonDegene
         EXPECT_TRUE(topology.closedAndConsistent()) << iso;
         EXPECT_EQ(topology.degenerateTriangles, 0u) << iso;
         EXPECT_GT(mesh.volume(), 0.0) << iso;
-
-        Mesh again;
-        extractAllClosed(f, again, iso);
-        EXPECT_TRUE(test::sameElements(again.getTriangles(), mesh.getTriangles())) << iso;
-        EXPECT_TRUE(test::sameElements(again.getVertices(), mesh.getVertices())) << iso;
     }
 }
 

@@ -137,10 +137,11 @@ TEST(MeshVoxelizer3, BoxCellsAreClassifiedByTheirCentresAndFaces) {
             for (const auto& c : chunks)
                 for (uint32_t n = 0; n < c.sampleCount(); ++n) {
                     const Vector3<float> p = c.getSampleBox(n).center();
-                    const bool strictlyInside = p.x > solid.min.x && p.x < solid.max.x && p.y > solid.min.y &&
-                                                p.y < solid.max.y && p.z > solid.min.z && p.z < solid.max.z;
-                    if (strictlyInside || !solid.contains(p)) {  // centres on a face may go either way
-                        EXPECT_EQ(c.isInside(n), strictlyInside) << votes << " " << p.x << " " << p.y << " " << p.z;
+                    bool strictlyInside = true;
+                    for (unsigned a = 0; a < 3; ++a) strictlyInside &= p[a] > solid.min[a] && p[a] < solid.max[a];
+                    // Centres on a face may go either way.
+                    if (strictlyInside || !solid.contains(p)) {
+                        EXPECT_EQ(c.isInside(n), strictlyInside) << votes << " " << n;
                     }
                 }
         }
@@ -160,17 +161,15 @@ TEST(MeshVoxelizer3, BoxCellsAreClassifiedByTheirCentresAndFaces) {
                     meetsSolid = meetsSolid && cell.max[a] >= solid.min[a] && cell.min[a] <= solid.max[a];
                     withinOpenSolid = withinOpenSolid && cell.min[a] > solid.min[a] && cell.max[a] < solid.max[a];
                 }
-                EXPECT_EQ(c.isSurface(n), meetsSolid && !withinOpenSolid) << cell.min.x << " " << cell.min.y << " "
-                                                                          << cell.min.z;
+                EXPECT_EQ(c.isSurface(n), meetsSolid && !withinOpenSolid) << n;
                 surface += c.isSurface(n);
                 EXPECT_EQ(c.facesBegin(n) != c.facesEnd(n), c.isSurface(n));
                 for (const uint32_t* f = c.facesBegin(n); f != c.facesEnd(n); ++f) {
                     EXPECT_TRUE(f + 1 == c.facesEnd(n) || *f < f[1]);  // ascending, no repeats
                     const Mesh::Triangle& t = box.getTriangles()[*f];
-                    const auto& p = box.getVertices();
-                    EXPECT_TRUE(detail::triangleBoxOverlap(toDouble(cell.center()), {0.5, 0.5, 0.5},
-                                                           toDouble(p[t.first]), toDouble(p[t.second]),
-                                                           toDouble(p[t.third])));
+                    const auto p = [&](uint32_t v) { return toDouble(box.getVertices()[v]); };
+                    EXPECT_TRUE(detail::triangleBoxOverlap(toDouble(cell.center()), {0.5, 0.5, 0.5}, p(t.first),
+                                                           p(t.second), p(t.third)));
                 }
             }
         }

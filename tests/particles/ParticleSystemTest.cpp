@@ -48,8 +48,6 @@ MAC_Particle3 particleWithId(uint32_t id, float x = 0.0f) {
 // skipping released slots.
 TEST(ParticleSystem, IdsRestartAfterClearAndTheSecondChunkOpensAtParticle8193) {
     Pool pool;
-    EXPECT_TRUE(pool.begin() == pool.end());
-    EXPECT_EQ(pool.computeSignature_v1(), 0);
     for (uint32_t id : {0u, 1u, 2u}) EXPECT_EQ(pool.addParticle().id, id);
     EXPECT_TRUE(pool.remove(1u));
     EXPECT_EQ(pool.addParticle().id, 3u) << "ids are not reused before clear";
@@ -86,22 +84,10 @@ TEST(ParticleSystem, RemovalsNeverMoveOtherParticles) {
         const bool removed = id % 3 == 1 || (id % 3 == 2 && id >= 2 * kChunk);
         ASSERT_EQ(&pool.find(id), removed ? &pool.find(kMissing) : before[id]) << id;
     }
+    EXPECT_TRUE(pool.find(1).id == kMissing && pool.find(1).sourceId == 0xFFFF);
     const auto& after = pool.getParticlesArray();
     ASSERT_EQ(after.size(), pool.getParticlesCount());
     for (uint32_t k = 1; k < after.size(); ++k) ASSERT_LT(after[k - 1]->id, after[k]->id);
-}
-
-TEST(ParticleSystem, EmptiedChunkLeavesTheList) {
-    Pool pool;
-    addMany(pool, kChunk + 10);
-    for (uint32_t id = 0; id < kChunk; ++id) ASSERT_TRUE(pool.remove(id));
-    EXPECT_EQ(pool.chunks(), 1u);
-    EXPECT_TRUE(pool.first()->minId == kChunk && pool.first()->maxId == kChunk + 9);
-
-    EXPECT_TRUE(pool.remove(kChunk + 3));
-    EXPECT_TRUE(pool.find(kChunk + 3).id == kMissing && pool.find(kChunk + 3).sourceId == 0xFFFF);
-    EXPECT_EQ(pool.addParticle().id, kChunk + 10);
-    EXPECT_EQ(pool.chunks(), 1u) << "the remaining chunk still had room";
 }
 
 TEST(ParticleSystem, FullChunkReusesItsFirstReleasedSlot) {
@@ -203,27 +189,18 @@ TEST(ParticleSystem, CopyIsAViewAndAssignmentCopiesOnlyCounters) {
     EXPECT_EQ(target.find(3).id, kMissing) << "the target keeps its own chunks";
 }
 
-// The speeds are fields of the marker system: removing the particles and
-// copying keep them.
-TEST(MAC_ParticleSystem3, MaxSpeedIsTheLargestVelocityLengthAndOutlivesRemovalAndCopies) {
+TEST(MAC_ParticleSystem3, MaxSpeedIsTheLargestVelocityLength) {
     MAC_ParticleSystem3 particles;
     particles.setMaxSpeed(42.0f);
     particles.calcMaxVelModule();
     EXPECT_EQ(particles.getMaxSpeed(), 0.0f);
-    particles.createParticle({}, {3, 4, 0}, 0, {});
-    particles.createParticle({}, {0, -12, 5}, 0, {});
-    particles.createParticle({}, {1, 1, 1}, 0, {});
+    for (const Vector3<float>& v : {Vector3<float>(3, 4, 0), Vector3<float>(0, -12, 5), Vector3<float>(1, 1, 1)})
+        particles.createParticle({}, v, 0, {});
     particles.calcMaxVelModule();
     EXPECT_EQ(particles.getMaxSpeed(), 13.0f);
     ASSERT_TRUE(particles.remove(1u));
     particles.calcMaxVelModule();
     EXPECT_EQ(particles.getMaxSpeed(), 5.0f);
-
-    particles.setMinSpeed(0.5f);
-    particles.removeParticles();
-    EXPECT_EQ(particles.getParticlesCount(), 0u);
-    const MAC_ParticleSystem3 copy(particles);
-    EXPECT_TRUE(copy.getMaxSpeed() == 5.0f && copy.getMinSpeed() == 0.5f);
 }
 
 TEST(MAC_ParticleSystem3, IntegrationNarrowsTheStepFirst) {
