@@ -5,12 +5,6 @@
 
 namespace kelvar::fluid {
 
-float liquidDensitySum(const LiquidCells& cells) {
-    float sum = 0.0f;
-    for (const LBM_Q19_MAC_Cell3F* cell : cells) sum += cell->getDensity();
-    return sum;
-}
-
 float liquidDensitySumAfterRelabel(const ListedDensities& listed, const LiquidCells& created) {
     float sum = 0.0f;
     uint32_t c = 0;

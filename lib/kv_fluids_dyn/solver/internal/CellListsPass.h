@@ -36,8 +36,8 @@ public:
     void runSolids(MAC_LBM_Fluid3& fluid, const unsigned int& threads);
 
     // The density sum over the liquid list of the last run(), one float at
-    // a time in list order: the same bits as liquidDensitySum of that list,
-    // as long as no density has changed since.
+    // a time in list order: the same bits as summing the cells' densities
+    // in that order, as long as no density has changed since.
     float liquidDensitySum() const;
 
     // Writes the type codes of the grid's positions alone, as run() does.

@@ -12,9 +12,6 @@ namespace kelvar::fluid {
 // one at a time in grid order, so the same cells give the same bits however
 // the sum is reached.
 
-// The sum over a list of liquid cells in its order.
-float liquidDensitySum(const LiquidCells& cells);
-
 // The listed cells' densities as the relabelling leaves them, in list
 // order, 0 for the cells it emptied, with their grid indices; the
 // relabelling writes them while it visits the listed cells anyway.
