@@ -14,7 +14,7 @@ using Bytes = std::vector<unsigned char>;
 // An anonymous temporary file, closed when the test ends, holding `bytes`.
 struct TempFile {
     explicit TempFile(const Bytes& bytes = {}) {
-        std::fwrite(bytes.data(), 1, bytes.size(), get());
+        if (!bytes.empty()) std::fwrite(bytes.data(), 1, bytes.size(), get());
         std::rewind(get());
     }
     std::FILE* get() const { return file.get(); }
